@@ -1,0 +1,125 @@
+#include "protocol/RequestLoop.h"
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include "encoding/BufferStream.h"
+#include "encoding/MessageReader.h"
+#include "hardware/library/GeneralException.h"
+#include "protocol/CommandContext.h"
+#include "service/ConnectionServer.h"
+
+namespace tavu {
+
+namespace {
+
+constexpr uint64_t ProtocolVersion = 0;
+constexpr uint64_t StartRecordingOrdinal = 42;
+
+// A reply is assembled whole and leaves in one write.
+class Replier {
+public:
+    explicit Replier(ClientConnection& connection) : connection_(connection), writer_(buffer_) {}
+
+    MessageWriter& begin() {
+        buffer_.clear();
+        return writer_;
+    }
+    void send() { connection_.write(buffer_.data(), buffer_.size()); }
+
+    // The reply goes out before the log line.
+    void error(const char* text) {
+        sendError(begin(), text);
+        send();
+        std::printf("ResponseError: %s\n", text);
+    }
+
+private:
+    ClientConnection& connection_;
+    BufferStream buffer_;
+    MessageWriter writer_;
+};
+
+void runCommand(CommandContext context, uint64_t ordinal, Replier& replier) {
+    std::string failure;
+    bool failed = true;
+    try {
+        commandFor(static_cast<uint32_t>(ordinal))(context);
+        failed = false;
+    } catch (const std::exception& e) {
+        failure = e.what();
+    } catch (const Common::GeneralException& e) {
+        failure = e.what();
+    }
+    if (!failed) {
+        replier.send();
+        return;
+    }
+    if (ordinal == StartRecordingOrdinal) {
+        std::fprintf(stderr, "%s\n", failure.c_str());
+    }
+    replier.error(failure.c_str());
+}
+
+}  // namespace
+
+void sendResult(MessageWriter& writer, uint32_t count) {
+    if (count == 0) {
+        writer.writeMapHeader(0);
+        return;
+    }
+    writer.writeMapHeader(1);
+    writer.writeString("result");
+    writer.writeMapHeader(count);
+}
+
+void sendError(MessageWriter& writer, const char* text) {
+    writer.writeMapHeader(1);
+    writer.writeString("error");
+    writer.writeString(text);
+}
+
+void runRequestLoop(ConnectionServer& server, ClientConnection& connection) {
+    MessageReader reader(connection);
+    Replier replier(connection);
+    bool handshakeDone = false;
+    for (;;) {
+        ObjectValue request;
+        reader.readObject(request);
+        if (request.type() != ObjectType::Map) {
+            throw std::runtime_error("Expected map when reading top level object.");
+        }
+        const char* action = request.mapAt("act").asString();
+        if (std::strcmp(action, "verCheck") == 0) {
+            if (request.mapAt("ver").asPositive() == ProtocolVersion) {
+                MessageWriter& writer = replier.begin();
+                sendResult(writer, 1);
+                writer.writeString("ver");
+                writer.writeUint(ProtocolVersion);
+                replier.send();
+                handshakeDone = true;
+            } else {
+                replier.error("Unsupported version.");
+            }
+            continue;
+        }
+        if (std::strcmp(action, "exec") != 0) {
+            throw std::runtime_error("Unrecognized action.");
+        }
+        if (!handshakeDone) {
+            throw std::runtime_error("First command must be version check.");
+        }
+        const uint64_t ordinal = request.mapAt("ord").asPositive();
+        if (ordinal >= CommandCount) {
+            replier.error("Unrecognized function.");
+            continue;
+        }
+        runCommand(CommandContext{server, connection, server.manager, request, replier.begin()},
+                   ordinal, replier);
+    }
+}
+
+}  // namespace tavu

@@ -1,0 +1,122 @@
+#include "service/ConnectionServer.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+
+#include "hardware/library/GeneralException.h"
+#include "protocol/RequestLoop.h"
+
+namespace tavu {
+
+void ConnectionServer::run() {
+    if (!listener.listen(BaseName, false)) {
+        return;  // another copy of the service is listening
+    }
+    try {
+        manager.start();
+    } catch (const std::exception& e) {
+        std::printf("caught exception: %s\n", e.what());
+        return;
+    } catch (const Common::GeneralException& e) {
+        std::printf("caught exception: %s\n", e.what());
+        return;
+    }
+    try {
+        acceptLoop();
+    } catch (...) {
+        // The normal way out: the last client left and aborted the listener. Any other
+        // failure of the listener or of a thread start ends the service the same way.
+    }
+    shutdown();
+}
+
+void ConnectionServer::acceptLoop() {
+    for (;;) {
+        startConnection(listener.accept());
+    }
+}
+
+void ConnectionServer::startConnection(LocalSocket socket) {
+    auto connection = std::make_unique<ClientConnection>();
+    std::lock_guard guard(serverMutex);
+    connections.reserve(connections.size() + 1);
+    static_cast<LocalSocket&>(*connection) = std::move(socket);
+    ClientConnection& record = *connection;
+    // The thread can't reach its own removal before serverMutex is free, so the record is
+    // always in the list by then.
+    record.thread = std::thread([this, &record] { serveConnection(record); });
+    connections.push_back(std::move(connection));
+}
+
+void ConnectionServer::serveConnection(ClientConnection& connection) {
+    try {
+        runRequestLoop(*this, connection);
+    } catch (...) {
+        // A client that went away or broke the protocol: no reply, no log line.
+    }
+    connection.close();
+    releaseResources(connection);
+
+    std::lock_guard guard(serverMutex);
+    if (connection.closing) {
+        return;  // the server is shutting down and joins this thread
+    }
+    const auto found = std::find_if(connections.begin(), connections.end(),
+                                    [&](const auto& entry) { return entry.get() == &connection; });
+    if (found != connections.end()) {
+        connection.thread.detach();
+        connections.erase(found);  // destroys the record; nothing below may touch it
+    }
+    if (autoClose && connections.empty()) {
+        listener.abort();
+    }
+}
+
+// Gives back what the client held, in a fixed order: live views, files, its queue, the
+// global lock. Each failure is swallowed so that the rest is still released.
+void ConnectionServer::releaseResources(ClientConnection& connection) {
+    auto swallow = [](auto&& release) {
+        try {
+            release();
+        } catch (...) {
+        }
+    };
+    for (const LivePortRef& live : connection.livePorts) {
+        swallow([&] { manager.stopLive(live.device, live.port); });
+    }
+    connection.livePorts.clear();
+    for (const OpenFileRef& file : connection.openFiles) {
+        swallow([&] { manager.closeFile(file.device, file.openFileId); });
+    }
+    connection.openFiles.clear();
+    if (connection.eventQueueId != NoEventQueue) {
+        swallow([&] { manager.destroyQueue(connection.eventQueueId, true); });
+        connection.eventQueueId = NoEventQueue;
+    }
+    if (connection.holdsGlobalLock) {
+        swallow([&] { manager.unlockGlobal(); });
+        connection.holdsGlobalLock = false;
+    }
+}
+
+void ConnectionServer::shutdown() {
+    listener.abort();
+    {
+        std::lock_guard guard(serverMutex);
+        for (const auto& connection : connections) {
+            connection->closing = true;
+            connection->close();
+        }
+    }
+    // Every remaining record is now the server's: its thread leaves the list alone.
+    for (const auto& connection : connections) {
+        if (connection->thread.joinable()) {
+            connection->thread.join();
+        }
+    }
+    connections.clear();
+    manager.stop();
+}
+
+}  // namespace tavu

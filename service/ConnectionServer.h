@@ -1,0 +1,36 @@
+#pragma once
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "registry/DeviceManager.h"
+#include "service/ClientConnection.h"
+#include "service/LocalSocketServer.h"
+
+namespace tavu {
+
+// Owns everything that lives as long as the service: the client connections, the device
+// manager and the listener. With autoClose set, the service stops when its last client
+// leaves.
+class ConnectionServer {
+public:
+    static constexpr const char* BaseName = "tavusrv";
+
+    // Accepts clients until the listener is aborted or fails, then shuts down.
+    void run();
+
+    std::mutex serverMutex;
+    std::vector<std::unique_ptr<ClientConnection>> connections;
+    DeviceManager manager;
+    LocalSocketServer listener;
+    bool autoClose = true;
+
+private:
+    void acceptLoop();
+    void startConnection(LocalSocket socket);
+    void serveConnection(ClientConnection& connection);
+    void releaseResources(ClientConnection& connection);
+    void shutdown();
+};
+
+}  // namespace tavu

@@ -1,0 +1,119 @@
+#include "service/LocalSocketServer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace tavu {
+
+namespace {
+
+void closeFd(int& fd) {
+    if (fd >= 0) {
+        ::close(fd);
+        fd = -1;
+    }
+}
+
+// The fallback folder under /tmp is ours to create; XDG_RUNTIME_DIR is the session's.
+bool ensureFolder(const std::string& socketPath) {
+    const std::string folder = socketPath.substr(0, socketPath.rfind('/'));
+    if (::mkdir(folder.c_str(), 0700) == 0) {
+        return true;
+    }
+    struct stat info {};
+    return errno == EEXIST && ::stat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+}  // namespace
+
+LocalSocketServer::LocalSocketServer() : abortFd_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+LocalSocketServer::~LocalSocketServer() {
+    abort();
+    closeListener();
+    closeFd(abortFd_);
+}
+
+bool LocalSocketServer::listen(const std::string& baseName, bool /*global: no meaning here*/) {
+    socketPath_ = localSocketPath(baseName);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (socketPath_.size() >= sizeof(address.sun_path) || !ensureFolder(socketPath_)) {
+        return false;
+    }
+    const std::string lockPath = socketPath_ + ".lock";
+    lockFd_ = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (lockFd_ < 0 || ::flock(lockFd_, LOCK_EX | LOCK_NB) != 0) {
+        closeFd(lockFd_);
+        return false;
+    }
+    // Whoever holds the lock is the only listener, so a socket file found now is stale.
+    ::unlink(socketPath_.c_str());
+    std::memcpy(address.sun_path, socketPath_.c_str(), socketPath_.size() + 1);
+    listenFd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (listenFd_ < 0 ||
+        ::bind(listenFd_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+        ::chmod(socketPath_.c_str(), 0600) != 0 || ::listen(listenFd_, SOMAXCONN) != 0) {
+        closeListener();
+        closeFd(lockFd_);
+        return false;
+    }
+    listening_ = true;
+    return true;
+}
+
+LocalSocket LocalSocketServer::accept() {
+    if (!listening_ || aborted_) {
+        closeListener();
+        throw std::runtime_error("Pipe not open.");
+    }
+    for (;;) {
+        pollfd waits[2] = {{listenFd_, POLLIN, 0}, {abortFd_, POLLIN, 0}};
+        const int ready = ::poll(waits, 2, -1);
+        if (ready < 0 && errno == EINTR) {
+            continue;
+        }
+        if (ready < 0) {
+            throw std::runtime_error("ConnectNamedPipe failed.");
+        }
+        if (aborted_ || waits[1].revents != 0) {
+            closeListener();
+            throw std::runtime_error("ConnectNamedPipe aborted.");
+        }
+        const int fd = ::accept4(listenFd_, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd >= 0) {
+            return LocalSocket(fd);
+        }
+        // The client may have gone again between poll and accept; wait for the next one.
+        if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR && errno != ECONNABORTED) {
+            throw std::runtime_error("ConnectNamedPipe failed, GetLastError() = " +
+                                     std::to_string(errno) + ".");
+        }
+    }
+}
+
+void LocalSocketServer::abort() {
+    if (!listening_ || aborted_.exchange(true)) {
+        return;
+    }
+    // The listening descriptor is closed by accept on its own thread; here the name is
+    // given up at once, so that a new instance can start while this one winds down.
+    ::unlink(socketPath_.c_str());
+    closeFd(lockFd_);
+    const uint64_t one = 1;
+    [[maybe_unused]] const ssize_t written = ::write(abortFd_, &one, sizeof(one));
+}
+
+void LocalSocketServer::closeListener() { closeFd(listenFd_); }
+
+}  // namespace tavu

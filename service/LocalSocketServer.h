@@ -1,0 +1,40 @@
+#pragma once
+#include <atomic>
+#include <string>
+
+#include "service/LocalSocket.h"
+
+namespace tavu {
+
+// The listening side of the local channel. One instance per base name and user: an
+// advisory lock beside the socket decides which process listens, so two copies started
+// at the same instant never both do, and a socket file left by a killed copy is replaced.
+class LocalSocketServer {
+public:
+    LocalSocketServer();
+    ~LocalSocketServer();
+    LocalSocketServer(const LocalSocketServer&) = delete;
+    LocalSocketServer& operator=(const LocalSocketServer&) = delete;
+
+    // False when another instance listens, or the socket can't be set up.
+    bool listen(const std::string& baseName, bool global);
+
+    // Blocks until a client connects. Raises "Pipe not open." when not listening (never
+    // listened, or aborted earlier) and "ConnectNamedPipe aborted." when abort ends the wait.
+    LocalSocket accept();
+
+    // From any thread: ends a waiting accept and stops listening for good.
+    void abort();
+
+private:
+    void closeListener();
+
+    std::string socketPath_;
+    int lockFd_ = -1;
+    int listenFd_ = -1;
+    int abortFd_ = -1;  // eventfd, signalled once by abort
+    std::atomic<bool> listening_{false};
+    std::atomic<bool> aborted_{false};
+};
+
+}  // namespace tavu

@@ -1,0 +1,25 @@
+#include <strings.h>
+
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+#include "service/ConnectionServer.h"
+
+int main(int argc, char** argv) {
+    // Log lines go out whole even when standard output is a pipe or a file.
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        auto server = std::make_unique<tavu::ConnectionServer>();
+        for (int i = 1; i < argc; ++i) {
+            if (strcasecmp(argv[i], "noautoclose") == 0) {
+                server->autoClose = false;
+            }
+        }
+        server->run();
+    } catch (...) {
+        // The exit status is 0 whatever made the service stop.
+    }
+    return 0;
+}

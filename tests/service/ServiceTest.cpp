@@ -1,0 +1,242 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "support/ServiceProcess.h"
+#include "support/TestClient.h"
+
+namespace tavu::test {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+const Bytes HandshakeRequest = {0x82, 0xA3, 'a', 'c', 't', 0xA8, 'v', 'e', 'r', 'C', 'h', 'e', 'c', 'k',
+                                0xA3, 'v',  'e', 'r', 0x00};
+const Bytes HandshakeReply = {0x81, 0xA6, 'r', 'e', 's', 'u', 'l', 't', 0x81, 0xA3, 'v', 'e', 'r', 0x00};
+
+Bytes errorReply(const std::string& text) {
+    Bytes bytes = {0x81, 0xA5, 'e', 'r', 'r', 'o', 'r', static_cast<uint8_t>(0xA0 | text.size())};
+    for (const char c : text) {
+        bytes.push_back(static_cast<uint8_t>(c));
+    }
+    return bytes;
+}
+
+class ServiceTest : public ::testing::Test {
+protected:
+    std::unique_ptr<ServiceProcess> start(std::vector<std::string> args = {}) {
+        auto service = std::make_unique<ServiceProcess>(home, std::move(args));
+        EXPECT_TRUE(service->waitForSocket());
+        return service;
+    }
+    TestClient client() { return TestClient(home.socketPath()); }
+
+    TestHome home;
+};
+
+TEST_F(ServiceTest, HandshakeBytesAreExact) {
+    auto service = start();
+    TestClient first = client();
+    first.sendBytes(HandshakeRequest);
+    EXPECT_EQ(first.receiveBytes(HandshakeReply.size()), HandshakeReply);
+}
+
+TEST_F(ServiceTest, FailedVersionCheckKeepsConnectionAndCanBeRetried) {
+    auto service = start();
+    TestClient first = client();
+    Bytes badVersion = HandshakeRequest;
+    badVersion.back() = 0x01;
+    first.sendBytes(badVersion);
+    EXPECT_EQ(first.receiveBytes(errorReply("Unsupported version.").size()),
+              errorReply("Unsupported version."));
+    first.sendBytes(HandshakeRequest);
+    EXPECT_EQ(first.receiveBytes(HandshakeReply.size()), HandshakeReply);
+    // A later failing check doesn't take back the earlier success.
+    EXPECT_EQ(errorOf(first.verCheck(7)), "Unsupported version.");
+    EXPECT_EQ(errorOf(first.exec(58, ObjectValue::map(0))), "Unrecognized function.");
+    EXPECT_TRUE(eventually([&] {
+        return service->standardOutput() ==
+               "ResponseError: Unsupported version.\nResponseError: Unsupported version.\n"
+               "ResponseError: Unrecognized function.\n";
+    }));
+}
+
+TEST_F(ServiceTest, UnknownOrdinalKeepsConnectionAndExtraKeysAreIgnored) {
+    auto service = start();
+    TestClient first = client();
+    first.handshake();
+    EXPECT_EQ(errorOf(first.exec(58, ObjectValue::map(0))), "Unrecognized function.");
+    EXPECT_EQ(errorOf(first.exec(0xFFFFFFFFFFFFFFFFull, ObjectValue::map(0))), "Unrecognized function.");
+    // Keys in another order and keys nobody reads.
+    first.send(makeMap({{"extra", u(1)}, {"ver", u(0)}, {"act", str("verCheck")}}));
+    EXPECT_EQ(resultOf(first.receive()).mapAt("ver").asPositive(), 0u);
+}
+
+enum class Before { Nothing, Handshake, FailedHandshake };
+
+struct EnvelopeFault {
+    const char* name;
+    Before before;
+    ObjectValue request;
+};
+
+TEST_F(ServiceTest, EnvelopeFaultsEndTheConnectionWithoutAReply) {
+    const std::vector<EnvelopeFault> faults = {
+        {"top-level array", Before::Handshake, ObjectValue::array(0)},
+        {"top-level string", Before::Handshake, str("verCheck")},
+        {"act missing", Before::Handshake, makeMap({{"ver", u(0)}})},
+        {"act not a string", Before::Handshake, makeMap({{"act", u(1)}})},
+        {"act empty", Before::Handshake, makeMap({{"act", str("")}})},
+        {"act unknown", Before::Handshake, makeMap({{"act", str("Exec")}})},
+        {"exec before verCheck", Before::Nothing, makeMap({{"act", str("exec")}, {"ord", u(4)}})},
+        {"exec with ord 58 before verCheck", Before::Nothing, makeMap({{"act", str("exec")}, {"ord", u(58)}})},
+        {"failed verCheck then exec", Before::FailedHandshake, makeMap({{"act", str("exec")}, {"ord", u(4)}})},
+        {"ver missing", Before::Handshake, makeMap({{"act", str("verCheck")}})},
+        {"ver negative", Before::Handshake, makeMap({{"act", str("verCheck")}, {"ver", ObjectValue::negative(-1)}})},
+        {"ord missing", Before::Handshake, makeMap({{"act", str("exec")}})},
+        {"ord negative", Before::Handshake, makeMap({{"act", str("exec")}, {"ord", ObjectValue::negative(-1)}})},
+        {"ord a string", Before::Handshake, makeMap({{"act", str("exec")}, {"ord", str("4")}})},
+        {"ord a float", Before::Handshake, makeMap({{"act", str("exec")}, {"ord", ObjectValue::floating(4)}})},
+    };
+    auto service = start({"noautoclose"});
+    for (const EnvelopeFault& fault : faults) {
+        SCOPED_TRACE(fault.name);
+        TestClient victim = client();
+        if (fault.before == Before::Handshake) {
+            victim.handshake();
+        } else if (fault.before == Before::FailedHandshake) {
+            EXPECT_EQ(errorOf(victim.verCheck(1)), "Unsupported version.");
+        }
+        victim.send(fault.request);
+        EXPECT_TRUE(victim.closedWithoutReply());
+    }
+    // Bytes that aren't usable MessagePack end it the same way.
+    for (const Bytes& bytes : {Bytes{0xC1}, Bytes{0xD4, 0x01, 0x02}, Bytes{0xC7, 0x01, 0x05, 0x00},
+                               Bytes{0x81, 0x01, 0x02}}) {
+        TestClient victim = client();
+        victim.handshake();
+        victim.sendBytes(bytes);
+        EXPECT_TRUE(victim.closedWithoutReply());
+    }
+    // None of those texts went anywhere.
+    EXPECT_EQ(service->standardOutput(), "ResponseError: Unsupported version.\n");
+    EXPECT_EQ(service->standardError(), "");
+}
+
+TEST_F(ServiceTest, LastClientLeavingStopsTheService) {
+    auto service = start();
+    {
+        TestClient first = client();
+        TestClient second = client();
+        first.handshake();
+        second.handshake();
+        first.close();
+        // The other client is still served.
+        EXPECT_EQ(resultOf(second.verCheck(0)).mapAt("ver").asPositive(), 0u);
+        EXPECT_TRUE(service->running());
+    }
+    EXPECT_EQ(service->waitForExit(), 0);
+    EXPECT_FALSE(std::filesystem::exists(home.socketPath()));
+}
+
+TEST_F(ServiceTest, ClientThatSendsNothingStillStopsTheService) {
+    auto service = start();
+    client().close();
+    EXPECT_EQ(service->waitForExit(), 0);
+    EXPECT_EQ(service->standardOutput(), "");
+}
+
+TEST_F(ServiceTest, NoAutoCloseInAnyCaseKeepsServing) {
+    auto service = start({"--foo", "NoAutoCLOSE", "bar"});
+    client().close();
+    // Still there for the next client, which also sees the departure of the first.
+    TestClient second = client();
+    second.handshake();
+    second.close();
+    TestClient third = client();
+    third.handshake();
+    EXPECT_TRUE(service->running());
+}
+
+TEST_F(ServiceTest, SecondCopyExitsAtOnceAndLeavesTheFirstServing) {
+    auto service = start();
+    TestClient first = client();
+    first.handshake();
+    ServiceProcess second(home);
+    EXPECT_EQ(second.waitForExit(), 0);
+    EXPECT_EQ(second.standardOutput(), "");
+    EXPECT_EQ(second.standardError(), "");
+    EXPECT_EQ(resultOf(first.verCheck(0)).mapAt("ver").asPositive(), 0u);
+    TestClient another = client();
+    another.handshake();
+}
+
+TEST_F(ServiceTest, CopiesStartedTogetherNeverBothListen) {
+    std::vector<std::unique_ptr<ServiceProcess>> copies;
+    for (int i = 0; i < 4; ++i) {
+        copies.push_back(std::make_unique<ServiceProcess>(home, std::vector<std::string>{"noautoclose"}));
+    }
+    auto countExited = [&] {
+        return std::count_if(copies.begin(), copies.end(), [](auto& copy) { return !copy->running(); });
+    };
+    EXPECT_TRUE(eventually([&] { return countExited() == 3; }));
+    for (auto& copy : copies) {
+        if (!copy->running()) {
+            EXPECT_EQ(copy->waitForExit(), 0);
+        }
+    }
+    TestClient first = client();
+    first.handshake();
+}
+
+TEST_F(ServiceTest, StaleSocketFileIsReplaced) {
+    {
+        // A socket file that nobody listens on, as a killed instance leaves it.
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strcpy(address.sun_path, home.socketPath().c_str());
+        ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        ::close(fd);
+    }
+    auto service = start();
+    TestClient first = client();
+    first.handshake();
+}
+
+TEST_F(ServiceTest, KilledServiceIsReplacedByTheNextCopy) {
+    auto service = start({"noautoclose"});
+    service->kill(SIGKILL);
+    service->waitForExit();
+    auto next = start();
+    TestClient first = client();
+    first.handshake();
+}
+
+TEST_F(ServiceTest, ClientVanishingMidRequestIsCleanedUp) {
+    auto service = start();
+    TestClient survivor = client();
+    survivor.handshake();
+    {
+        TestClient vanishing = client();
+        vanishing.handshake();
+        // Half of a request, then gone.
+        vanishing.sendBytes(Bytes(HandshakeRequest.begin(), HandshakeRequest.begin() + 7));
+    }
+    {
+        TestClient vanishing = client();
+        // A head that announces far more than ever arrives.
+        vanishing.sendBytes({0x82, 0xDB, 0x7F, 0xFF, 0xFF, 0xFF, 'a'});
+    }
+    EXPECT_EQ(resultOf(survivor.verCheck(0)).mapAt("ver").asPositive(), 0u);
+    survivor.close();
+    EXPECT_EQ(service->waitForExit(), 0);
+}
+
+}  // namespace
+}  // namespace tavu::test

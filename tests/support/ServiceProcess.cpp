@@ -1,0 +1,134 @@
+#include "support/ServiceProcess.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+extern char** environ;
+
+namespace tavu::test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string readWhole(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+bool isServiceVariable(const std::string& entry) {
+    return entry.rfind("TAVUSRV_", 0) == 0 || entry.rfind("QUILLON_", 0) == 0 ||
+           entry.rfind("XDG_RUNTIME_DIR=", 0) == 0 || entry.rfind("XDG_DATA_HOME=", 0) == 0;
+}
+
+}  // namespace
+
+TestHome::TestHome() {
+    std::string pattern = (fs::temp_directory_path() / "tavutest-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("mkdtemp failed");
+    }
+    root_ = pattern;
+    fs::create_directory(runtimeDir());
+    fs::permissions(runtimeDir(), fs::perms::owner_all, fs::perm_options::replace);
+    fs::create_directory(dataDir());
+}
+
+TestHome::~TestHome() {
+    std::error_code ignored;
+    fs::remove_all(root_, ignored);
+}
+
+ServiceProcess::ServiceProcess(const TestHome& home, std::vector<std::string> args,
+                               Environment extraEnvironment)
+    : home_(home) {
+    static int counter = 0;
+    const std::string tag = std::to_string(++counter);
+    stdoutPath_ = home.root() / ("stdout-" + tag);
+    stderrPath_ = home.root() / ("stderr-" + tag);
+
+    std::vector<std::string> environment;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        if (!isServiceVariable(*entry)) {
+            environment.emplace_back(*entry);
+        }
+    }
+    environment.push_back("XDG_RUNTIME_DIR=" + home.runtimeDir().string());
+    environment.push_back("XDG_DATA_HOME=" + home.dataDir().string());
+    for (const auto& [name, value] : extraEnvironment) {
+        environment.push_back(name + "=" + value);
+    }
+
+    std::vector<std::string> argv{TAVUSVC_PATH};
+    argv.insert(argv.end(), args.begin(), args.end());
+    std::vector<char*> argPointers;
+    for (auto& arg : argv) argPointers.push_back(arg.data());
+    argPointers.push_back(nullptr);
+    std::vector<char*> envPointers;
+    for (auto& entry : environment) envPointers.push_back(entry.data());
+    envPointers.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, stdoutPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, stderrPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int result = posix_spawn(&pid_, TAVUSVC_PATH, &actions, nullptr, argPointers.data(),
+                                   envPointers.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (result != 0) {
+        throw std::runtime_error(std::string("posix_spawn failed: ") + std::strerror(result));
+    }
+}
+
+ServiceProcess::~ServiceProcess() {
+    if (running()) {
+        kill(SIGKILL);
+        waitForExit(10s);
+    }
+}
+
+bool ServiceProcess::waitForSocket(std::chrono::milliseconds bound) const {
+    return eventually(
+        [&] {
+            std::error_code ignored;
+            return fs::is_socket(home_.socketPath(), ignored);
+        },
+        bound);
+}
+
+std::optional<int> ServiceProcess::waitForExit(std::chrono::milliseconds bound) {
+    eventually([&] { return !running(); }, bound);
+    return exitStatus_;
+}
+
+bool ServiceProcess::running() {
+    if (exitStatus_) {
+        return false;
+    }
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == pid_) {
+        exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        return false;
+    }
+    return true;
+}
+
+void ServiceProcess::kill(int signal) { ::kill(pid_, signal); }
+
+std::string ServiceProcess::standardOutput() const { return readWhole(stdoutPath_); }
+std::string ServiceProcess::standardError() const { return readWhole(stderrPath_); }
+
+}  // namespace tavu::test
