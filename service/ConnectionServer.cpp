@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <utility>
 
 #include "hardware/library/GeneralException.h"
 #include "protocol/RequestLoop.h"
@@ -90,9 +91,14 @@ void ConnectionServer::releaseResources(ClientConnection& connection) {
         swallow([&] { manager.closeFile(file.device, file.openFileId); });
     }
     connection.openFiles.clear();
-    if (connection.eventQueueId != NoEventQueue) {
-        swallow([&] { manager.destroyQueue(connection.eventQueueId, true); });
-        connection.eventQueueId = NoEventQueue;
+    // Another connection may reset the id under serverMutex when it destroys this queue.
+    uint32_t queueId = NoEventQueue;
+    {
+        std::lock_guard guard(serverMutex);
+        std::swap(queueId, connection.eventQueueId);
+    }
+    if (queueId != NoEventQueue) {
+        swallow([&] { manager.destroyQueue(queueId, true); });
     }
     if (connection.holdsGlobalLock) {
         swallow([&] { manager.unlockGlobal(); });

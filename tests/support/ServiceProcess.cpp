@@ -1,6 +1,7 @@
 #include "support/ServiceProcess.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -98,6 +99,15 @@ ServiceProcess::~ServiceProcess() {
         kill(SIGKILL);
         waitForExit(10s);
     }
+    // A sanitizer build of the service reports on its standard error; any report fails the
+    // test that ran it, whatever the test itself looked at.
+    const std::string errors = standardError();
+    for (const char* marker : {"Sanitizer", "runtime error:"}) {
+        if (errors.find(marker) != std::string::npos) {
+            ADD_FAILURE() << "tavusvc reported:\n" << errors;
+            break;
+        }
+    }
 }
 
 bool ServiceProcess::waitForSocket(std::chrono::milliseconds bound) const {
@@ -124,6 +134,24 @@ bool ServiceProcess::running() {
         return false;
     }
     return true;
+}
+
+bool ServiceProcess::waitUntilIdle(std::chrono::milliseconds bound) {
+    const fs::path tasks = "/proc/" + std::to_string(pid_) + "/task";
+    auto allSleeping = [&] {
+        std::error_code error;
+        for (const auto& task : fs::directory_iterator(tasks, error)) {
+            // The state follows the command name in parentheses: "tid (name) S ...".
+            const std::string stat = readWhole(task.path() / "stat");
+            const auto close = stat.rfind(')');
+            if (close == std::string::npos || close + 2 >= stat.size() || stat[close + 2] != 'S') {
+                return false;
+            }
+        }
+        return !error;
+    };
+    // Two readings in a row, so that a thread passing between two waits isn't missed.
+    return eventually([&] { return allSleeping() && allSleeping(); }, bound);
 }
 
 void ServiceProcess::kill(int signal) { ::kill(pid_, signal); }

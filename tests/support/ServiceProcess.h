@@ -49,6 +49,9 @@ public:
     // The exit status once the process has ended within the bound.
     std::optional<int> waitForExit(std::chrono::milliseconds bound = 10s);
     bool running();
+    // True once every thread of the service sleeps: a request sent before has been read and
+    // the thread serving it waits, for instance in a blocking read of events or on a lock.
+    bool waitUntilIdle(std::chrono::milliseconds bound = 10s);
     void kill(int signal);
     pid_t pid() const { return pid_; }
 

@@ -26,6 +26,7 @@ public:
                         std::chrono::milliseconds bound = std::chrono::seconds(10));
 
     bool connected() const { return socket_.isOpen(); }
+    int nativeHandle() const { return socket_.nativeHandle(); }
 
     void sendBytes(const std::vector<uint8_t>& bytes);
     void send(const ObjectValue& request);

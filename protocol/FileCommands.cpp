@@ -1,0 +1,137 @@
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "protocol/Commands.h"
+#include "registry/DeviceManager.h"
+#include "service/ClientConnection.h"
+
+namespace tavu::commands {
+
+namespace {
+
+constexpr uint32_t FileEntryPairs = 14;
+
+void writeFileEntry(MessageWriter& writer, const FileRecord& file) {
+    writer.writeMapHeader(FileEntryPairs);
+    writePairs(writer, "name", file.name, "port", file.port, "camera", file.camera, "fileId", file.fileId, "streamId",
+               file.streamId, "width", file.width, "height", file.height, "numFrames", file.numFrames,
+               "numDroppedFrames", file.numDroppedFrames, "size", file.size, "timestamp", file.timestamp, "duration",
+               file.duration, "startTime", file.startTime, "endTime", file.endTime);
+}
+
+// A playback belongs to the connection that opened it: another can't touch it even if it
+// knows the number, and the device isn't asked.
+void requireOpenedHere(const CommandContext& context, const OpenFileRef& file) {
+    const auto& openFiles = context.connection.openFiles;
+    if (std::find(openFiles.begin(), openFiles.end(), file) == openFiles.end()) {
+        throw std::runtime_error("File not opened by this connection.");
+    }
+}
+
+}  // namespace
+
+void listFiles(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const std::vector<FileRecord> files = context.manager.listFiles(device);
+    sendResult(context.writer, 1);
+    context.writer.writeString("files");
+    context.writer.writeArrayHeader(static_cast<uint32_t>(files.size()));
+    for (const FileRecord& file : files) {
+        writeFileEntry(context.writer, file);
+    }
+}
+
+void openFile(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint32_t fileId = context.u32("fileId");
+    const uint32_t streamId = context.u32("streamId");
+    uint32_t openFileId = 0;
+    std::string mapping;
+    context.manager.openFile(device, openFileId, mapping, fileId, streamId);
+    context.connection.openFiles.push_back({openFileId, device});
+    context.reply("openFileId", openFileId, "mapping", mapping);
+}
+
+void fileInfo(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint32_t openFileId = context.u32("openFileId");
+    requireOpenedHere(context, {openFileId, device});
+    uint16_t width = 0;
+    uint16_t height = 0;
+    uint32_t imageSize = 0;
+    uint64_t numFrames = 0;
+    uint64_t size = 0;
+    context.manager.fileInfo(device, openFileId, width, height, imageSize, numFrames, size);
+    context.reply("width", width, "height", height, "imageSize", imageSize, "numFrames", numFrames, "size", size);
+}
+
+// The entry stays when the device fails, so that the clean-up at disconnect tries again.
+void closeFile(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint32_t openFileId = context.u32("openFileId");
+    const OpenFileRef file{openFileId, device};
+    requireOpenedHere(context, file);
+    context.manager.closeFile(device, openFileId);
+    std::erase(context.connection.openFiles, file);
+    context.reply();
+}
+
+void readFrame(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint32_t openFileId = context.u32("openFileId");
+    const uint64_t frame = context.u64("frame");
+    requireOpenedHere(context, {openFileId, device});
+    context.manager.readFrame(device, openFileId, frame);
+    context.reply();
+}
+
+void removeFile(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint32_t fileId = context.u32("fileId");
+    const uint32_t streamId = context.u32("streamId");
+    context.manager.removeFile(device, fileId, streamId);
+    context.reply();
+}
+
+void fileIdentity(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint32_t fileId = context.u32("fileId");
+    const uint32_t streamId = context.u32("streamId");
+    std::vector<uint8_t> data;
+    context.manager.fileIdentity(device, fileId, streamId, data);
+    context.reply("data", data);
+}
+
+void renameFile(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint32_t fileId = context.u32("fileId");
+    const uint32_t streamId = context.u32("streamId");
+    const std::string name = context.text("name");
+    const bool notify = context.boolean("notify");
+    context.manager.renameFile(device, fileId, streamId, name, notify);
+    context.reply();
+}
+
+// The frame count is "numImages" here although file entries call it "numFrames"; clients
+// depend on both names.
+void setFileInfo(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint32_t fileId = context.u32("fileId");
+    const uint32_t streamId = context.u32("streamId");
+    const std::string name = context.text("name");
+    const uint16_t width = context.u16("width");
+    const uint16_t height = context.u16("height");
+    const uint64_t numImages = context.u64("numImages");
+    const uint64_t numDroppedFrames = context.u64("numDroppedFrames");
+    const uint64_t startTime = context.optionalU64("startTime");
+    const uint64_t endTime = context.optionalU64("endTime");
+    const uint64_t duration = context.u64("duration");
+    const bool notify = context.boolean("notify");
+    const std::string usedName = context.manager.setFileInfo(device, fileId, streamId, name, width, height, numImages,
+                                                             numDroppedFrames, startTime, endTime, duration, notify);
+    context.reply("name", usedName);
+}
+
+}  // namespace tavu::commands

@@ -1,0 +1,45 @@
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+#include "protocol/Commands.h"
+#include "registry/DeviceManager.h"
+#include "service/ClientConnection.h"
+
+// A live view belongs to the connection that started it: it alone may stop it, and the
+// clean-up at disconnect stops what is left. Frames are anyone's to take.
+namespace tavu::commands {
+
+void startLive(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    const std::string mapping = context.manager.startLive(device, port);
+    context.connection.livePorts.push_back({port, device});
+    context.reply("mapping", mapping);
+}
+
+// The entry stays when the device fails, so that the clean-up at disconnect tries again.
+void stopLive(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    const LivePortRef live{port, device};
+    auto& livePorts = context.connection.livePorts;
+    if (std::find(livePorts.begin(), livePorts.end(), live) == livePorts.end()) {
+        throw std::runtime_error("Live not started by this connection.");
+    }
+    context.manager.stopLive(device, port);
+    std::erase(livePorts, live);
+    context.reply();
+}
+
+void liveFrame(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    uint16_t width = 0;
+    uint16_t height = 0;
+    uint32_t imageSize = 0;
+    context.manager.liveFrame(device, port, width, height, imageSize);
+    context.reply("width", width, "height", height, "imageSize", imageSize);
+}
+
+}  // namespace tavu::commands

@@ -1,0 +1,98 @@
+#include <string>
+#include <vector>
+
+#include "protocol/Commands.h"
+#include "registry/DeviceManager.h"
+
+namespace tavu::commands {
+
+namespace {
+
+// What pairPort and repairPort both take. The identity is a copy of our own; the info block
+// stays in the request, and any limit on its size is the device's.
+struct Pairing {
+    uint32_t device;
+    uint8_t port;
+    std::string identity;
+    BlobView info;
+    uint16_t numFramesPerPacket;
+};
+
+Pairing pairingParams(const CommandContext& context) {
+    // A braced list is evaluated left to right: the parameters are read in order.
+    return Pairing{context.deviceId(), context.port(), context.text("identity"), context.blob("info"),
+                   context.u16("numFramesPerPacket")};
+}
+
+}  // namespace
+
+void setup(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    context.manager.setup(device);
+    context.reply();
+}
+
+void pairPort(CommandContext& context) {
+    const Pairing pairing = pairingParams(context);
+    context.manager.pairPort(pairing.device, pairing.port, pairing.identity, pairing.info.data, pairing.info.size,
+                             pairing.numFramesPerPacket);
+    context.reply();
+}
+
+void pairedTo(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    context.reply("pairedTo", context.manager.pairedTo(device, port));
+}
+
+void repairPort(CommandContext& context) {
+    const Pairing pairing = pairingParams(context);
+    context.manager.repairPort(pairing.device, pairing.port, pairing.identity, pairing.info.data, pairing.info.size,
+                               pairing.numFramesPerPacket);
+    context.reply();
+}
+
+void unpairPort(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    context.manager.unpairPort(device, port);
+    context.reply();
+}
+
+void portIdentity(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    std::vector<uint8_t> data;
+    context.manager.portIdentity(device, port, data);
+    context.reply("data", data);
+}
+
+void framesPerPacket(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    context.reply("numFramesPerPacket", context.manager.framesPerPacket(device, port));
+}
+
+void getPortConfig(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    uint16_t width = 0;
+    uint16_t height = 0;
+    uint32_t pixelFormat = 0;
+    uint32_t tapGeometry = 0;
+    context.manager.getPortConfig(device, port, width, height, pixelFormat, tapGeometry);
+    context.reply("width", width, "height", height, "pixelFormat", pixelFormat, "tapGeometry", tapGeometry);
+}
+
+void setPortConfig(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    const uint8_t port = context.port();
+    const uint16_t width = context.u16("width");
+    const uint16_t height = context.u16("height");
+    const uint32_t pixelFormat = context.u32("pixelFormat");
+    const uint32_t tapGeometry = context.u32("tapGeometry");
+    context.manager.setPortConfig(device, port, width, height, pixelFormat, tapGeometry);
+    context.reply();
+}
+
+}  // namespace tavu::commands

@@ -1,0 +1,86 @@
+#include <mutex>
+#include <stdexcept>
+
+#include "protocol/Commands.h"
+#include "registry/DeviceManager.h"
+#include "service/ConnectionServer.h"
+
+namespace tavu::commands {
+
+namespace {
+
+// Another connection's destroyEventQueue may reset eventQueueId under serverMutex, so the
+// owner reads and writes it under the same mutex.
+uint32_t ownQueue(CommandContext& context) {
+    std::lock_guard guard(context.server.serverMutex);
+    return context.connection.eventQueueId;
+}
+
+void setOwnQueue(CommandContext& context, uint32_t queueId) {
+    std::lock_guard guard(context.server.serverMutex);
+    context.connection.eventQueueId = queueId;
+}
+
+// Reads the "queueId" parameter and checks that this connection created that queue. A
+// connection without a queue passes with NoEventQueue, and the manager then refuses the id.
+uint32_t ownedQueueParam(CommandContext& context) {
+    const uint32_t queueId = context.u32("queueId");
+    if (queueId != ownQueue(context)) {
+        throw std::runtime_error("A connection can only read from an event queue that it created.");
+    }
+    return queueId;
+}
+
+}  // namespace
+
+void createEventQueue(CommandContext& context) {
+    if (ownQueue(context) != NoEventQueue) {
+        throw std::runtime_error("A connection can only have one event queue.");
+    }
+    const uint32_t queueId = context.manager.createQueue();
+    setOwnQueue(context, queueId);
+    context.reply("queueId", queueId);
+}
+
+// Any connection may destroy any queue; its owner learns of it only by the reset of its id.
+void destroyEventQueue(CommandContext& context) {
+    const uint32_t queueId = context.u32("queueId");
+    context.manager.destroyQueue(queueId, false);
+    {
+        std::lock_guard guard(context.server.serverMutex);
+        for (const auto& connection : context.server.connections) {
+            if (connection->eventQueueId == queueId) {
+                connection->eventQueueId = NoEventQueue;
+                break;
+            }
+        }
+    }
+    context.reply();
+}
+
+void readEvent(CommandContext& context) {
+    const uint32_t queueId = ownedQueueParam(context);
+    DeviceEvent event;
+    context.manager.readEvent(queueId, event);
+    context.reply("event", event);
+}
+
+void tryReadEvent(CommandContext& context) {
+    const uint32_t queueId = ownedQueueParam(context);
+    DeviceEvent event;
+    if (context.manager.tryReadEvent(queueId, event)) {
+        context.reply("ok", true, "event", event);
+    } else {
+        context.reply("ok", false);
+    }
+}
+
+// Passes any number on without a lookup, so a client can announce changes of a device that
+// the service doesn't list.
+void notifyFilesChanged(CommandContext& context) {
+    const uint32_t device = context.deviceId();
+    context.manager.notifyFilesChanged(device);
+    context.reply();
+}
+
+}  // namespace tavu::commands
