@@ -1,5 +1,6 @@
 #include "registry/DeviceManager.h"
 
+#include "emulator/TavuDeviceEmulator.h"
 #include "hardware/library/Device.h"
 #include "hardware/library/GeneralException.h"
 #include "hardware/library/String.h"
@@ -99,7 +100,7 @@ DeviceManager::~DeviceManager() {
 void DeviceManager::start() {
     startLibrary(Quillon::HostInterfaceType{isSetAndNotEmpty("TAVUSRV_SATA_ONLY") ? 3u : 7u});
     if (isSetAndNotEmpty("TAVUSRV_ENABLE_EMULATOR")) {
-        // The emulated device is created here, as index 0, once TavuDeviceEmulator exists.
+        devices_.push_back(std::make_unique<TavuDeviceEmulator>());
     }
     // No client can be connected yet, so this first update broadcasts nothing.
     updateDevices();

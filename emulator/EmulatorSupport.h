@@ -1,0 +1,29 @@
+#pragma once
+#include "registry/FileRecord.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tavu {
+
+// The base name of every shared region the emulated device creates.
+inline constexpr const char* kRegionBaseName = "orek_tavu";
+
+// The one port is 0; raises "Invalid port" for any other.
+void checkEmulatorPort(uint8_t port);
+
+// Bytes of one frame of 16-bit pixels, cut to 32 bits.
+uint32_t frameBytes(uint16_t width, uint16_t height);
+
+// A file's size as a signed 32-bit number sign-extended, so a file of 2 GiB or more shows a wrong
+// size: a limit of the emulated device. 0 when the file cannot be queried.
+uint64_t truncatedFileSize(const std::string& path);
+
+// Writes a file metadata record; raises "Failed to open file: <path>" when it cannot be created.
+void writeMetaFile(const std::string& path, const std::vector<FileRecord>& records);
+
+// Removes a file, ignoring any failure.
+void removeQuietly(const std::string& path);
+
+}  // namespace tavu
