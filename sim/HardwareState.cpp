@@ -1,0 +1,51 @@
+#include "sim/HardwareState.h"
+
+namespace sim {
+namespace {
+
+template <typename T>
+nlohmann::json optionalToJson(const std::optional<T>& value) {
+    return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
+}
+
+nlohmann::json portToJson(const PortDescription& description, const PortState& port) {
+    return {{"name", description.name},
+            {"dataDescriptor", port.descriptor ? port.descriptor->toJson() : nlohmann::json(nullptr)},
+            {"driveSet", optionalToJson(port.driveSet)},
+            {"bitDepth", optionalToJson(port.bitDepth)},
+            {"packing", optionalToJson(port.packing)},
+            {"grabbing", port.grabbing},
+            {"memoryWrites", port.memory.writesAsJson()}};
+}
+
+}  // namespace
+
+HardwareState::HardwareState(const std::vector<PortDescription>& ports) { addPorts(ports); }
+
+void HardwareState::addPorts(const std::vector<PortDescription>& ports) {
+    for (size_t index = ports_.size(); index < ports.size(); ++index) {
+        ports_.emplace_back(ports[index]);
+    }
+}
+
+void HardwareState::detachDriveSet(uint32_t driveSetId) {
+    for (PortState& port : ports_) {
+        if (port.driveSet == driveSetId) {
+            port.driveSet.reset();
+        }
+    }
+}
+
+nlohmann::json HardwareState::toJson(const RecorderDescription& description) const {
+    nlohmann::json ports = nlohmann::json::array();
+    for (size_t index = 0; index < description.ports.size(); ++index) {
+        ports.push_back(portToJson(description.ports[index], ports_.at(index)));
+    }
+    nlohmann::json trigger = nlohmann::json::object();
+    for (const auto& [kind, element] : trigger_) {
+        trigger[trigger::elementKey(kind)] = element.toJson();
+    }
+    return {{"name", description.name}, {"connected", description.connected}, {"ports", ports}, {"trigger", trigger}};
+}
+
+}  // namespace sim
