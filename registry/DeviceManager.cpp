@@ -1,6 +1,7 @@
 #include "registry/DeviceManager.h"
 
 #include "emulator/TavuDeviceEmulator.h"
+#include "hardware/STavuDevice.h"
 #include "hardware/library/Device.h"
 #include "hardware/library/GeneralException.h"
 #include "hardware/library/String.h"
@@ -66,11 +67,8 @@ bool passes(const std::optional<std::string>& whitelist, const std::optional<std
     return !(blacklist && matchesFilter(*blacklist, name));
 }
 
-// Until the hardware device is part of the build, each recorder found is logged and left out.
-DeviceManager::HardwareDeviceFactory unavailableHardwareDevices() {
-    return []() -> std::unique_ptr<HardwareDevice> {
-        throw std::runtime_error("Hardware devices are not available in this build.");
-    };
+DeviceManager::HardwareDeviceFactory recorderDevices() {
+    return []() -> std::unique_ptr<HardwareDevice> { return std::make_unique<STavuDevice>(); };
 }
 
 }  // namespace
@@ -85,7 +83,7 @@ struct DeviceManager::NameFilters {
     bool filtersAltName() const { return altNameBlacklist || altNameWhitelist; }
 };
 
-DeviceManager::DeviceManager() : DeviceManager(unavailableHardwareDevices()) {}
+DeviceManager::DeviceManager() : DeviceManager(recorderDevices()) {}
 
 DeviceManager::DeviceManager(HardwareDeviceFactory hardwareDeviceFactory)
     : hardwareDeviceFactory_(std::move(hardwareDeviceFactory)) {}

@@ -66,19 +66,5 @@ TEST(ManagerStart, EmptySataOnlyCountsAsUnset) {
     EXPECT_THAT(harness.library.instance->requestedHostInterfaces, ElementsAre(7u));
 }
 
-TEST(ManagerStart, WithoutHardwareSupportTheUpdateLogsAndAddsNothing) {
-    ManagerHarness harness;
-    harness.library.collection().addRecorder({"alpha"});
-    DeviceManager manager;
-
-    testing::internal::CaptureStdout();
-    manager.start();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Updating device list.\n"
-              "Caught exception: Hardware devices are not available in this build.\n"
-              "Done updating device list.\n");
-    EXPECT_EQ(manager.deviceCount(), 0u);
-}
-
 }  // namespace
 }  // namespace tavu::test

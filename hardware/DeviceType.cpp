@@ -1,0 +1,35 @@
+#include "hardware/DeviceType.h"
+
+namespace tavu {
+
+namespace {
+
+constexpr uint8_t kUnknownFamily = 0;
+constexpr uint8_t kFirstFamily = 2;
+constexpr uint8_t kSecondFamily = 3;
+
+bool isFirstFamilyType(uint32_t deviceType) {
+    return (deviceType >= 1 && deviceType <= 17) || deviceType == 20 || deviceType == 150 || deviceType == 151;
+}
+
+}  // namespace
+
+uint8_t hardwareTypeOf(uint32_t deviceType) {
+    if (isFirstFamilyType(deviceType)) {
+        return kFirstFamily;
+    }
+    if (isSecondFamilyType(deviceType)) {
+        return kSecondFamily;
+    }
+    return kUnknownFamily;
+}
+
+bool isCoaXPressType(uint32_t deviceType) {
+    return (deviceType >= 15 && deviceType <= 17) || deviceType == 70 || deviceType == 71;
+}
+
+bool isSecondFamilyType(uint32_t deviceType) {
+    return (deviceType >= 64 && deviceType <= 67) || (deviceType >= 70 && deviceType <= 72);
+}
+
+}  // namespace tavu

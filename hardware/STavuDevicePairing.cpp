@@ -1,0 +1,189 @@
+// Pairing and configuration of ports, kept in record files on the drive set: ".config" for all
+// ports, and "<port>.pair" for a pairing block too large for it.
+#include "hardware/STavuDevice.h"
+
+#include "hardware/DeviceTexts.h"
+#include "hardware/DriveSetFiles.h"
+#include "hardware/DriveSets.h"
+#include "records/ConfigRecord.h"
+#include "records/InfoRecord.h"
+#include "records/QuillonFileStream.h"
+
+#include <stdexcept>
+
+namespace tavu {
+
+namespace {
+
+constexpr const char* kConfigFileName = ".config";
+
+std::string pairFileName(const PortState& port) { return port.name + ".pair"; }
+
+// The stored form of a port, without its block.
+PortRecord settingsOf(const PortState& port) {
+    PortRecord record;
+    record.name = port.name;
+    record.pairedTo = port.pairedTo;
+    record.width = port.width;
+    record.height = port.height;
+    record.pixelFormat = port.pixelFormat;
+    record.tapGeometry = port.tapGeometry;
+    record.numFramesPerPacket = port.framesPerPacket;
+    return record;
+}
+
+// The block comes along only when it fits the configuration record; a larger one lives in the
+// port's ".pair" file.
+PortRecord storedForm(const PortState& port) {
+    PortRecord record = settingsOf(port);
+    if (port.pairInfo.size() <= kMaxInlineBlock) {
+        record.info = port.pairInfo;
+    }
+    return record;
+}
+
+}  // namespace
+
+void STavuDevice::pairPort(uint8_t port, const std::string& identity, const uint8_t* info, uint32_t infoSize,
+                           uint16_t numFramesPerPacket) {
+    std::lock_guard guard(lock_);
+    // An earlier pairing is replaced without a question.
+    portAt(port).pairedTo = identity;
+    storePairing(port, info, infoSize, numFramesPerPacket);
+}
+
+void STavuDevice::repairPort(uint8_t port, const std::string& identity, const uint8_t* info, uint32_t infoSize,
+                             uint16_t numFramesPerPacket) {
+    std::lock_guard guard(lock_);
+    if (identity != portAt(port).pairedTo) {
+        throw std::runtime_error("Not paired to this camera.");
+    }
+    storePairing(port, info, infoSize, numFramesPerPacket);
+}
+
+void STavuDevice::storePairing(uint8_t port, const uint8_t* info, uint32_t infoSize, uint16_t numFramesPerPacket) {
+    PortState& state = ports_[port];
+    state.pairInfo.assign(info, info + infoSize);
+    state.framesPerPacket = numFramesPerPacket;
+    // In memory and in the configuration record first, and only then in its own file. A failed
+    // write leaves the memory state changed.
+    boost::shared_ptr<Quillon::Device> device = libraryDevice();
+    writeConfigRecord(*device);
+    if (infoSize > kMaxInlineBlock) {
+        writePairRecord(*device, port, state.pairInfo);
+    }
+}
+
+void STavuDevice::unpairPort(uint8_t port) {
+    std::lock_guard guard(lock_);
+    PortState& state = portAt(port);
+    // The configuration stays, and so does the ".pair" file, for the next large block to reuse.
+    state.pairedTo.clear();
+    state.pairInfo = {};
+    state.framesPerPacket = 0;
+    writeConfigRecord(*libraryDevice());
+}
+
+void STavuDevice::portIdentity(uint8_t port, std::vector<uint8_t>& data) {
+    std::lock_guard guard(lock_);
+    PortState& state = portAt(port);
+    // No block in memory: either there is none, or a large one waits in the ".pair" file since the
+    // last connection. Only the file can tell.
+    if (state.pairInfo.empty()) {
+        readPairRecord(*libraryDevice(), port);
+    }
+    data = state.pairInfo;
+}
+
+uint16_t STavuDevice::framesPerPacket(uint8_t port) {
+    std::lock_guard guard(lock_);
+    return portAt(port).framesPerPacket;
+}
+
+std::string STavuDevice::pairedTo(uint8_t port) {
+    std::lock_guard guard(lock_);
+    return portAt(port).pairedTo;
+}
+
+void STavuDevice::getPortConfig(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& pixelFormat,
+                                uint32_t& tapGeometry) {
+    std::lock_guard guard(lock_);
+    const PortState& state = portAt(port);
+    width = state.width;
+    height = state.height;
+    pixelFormat = state.pixelFormat;
+    tapGeometry = state.tapGeometry;
+}
+
+void STavuDevice::setPortConfig(uint8_t port, uint16_t width, uint16_t height, uint32_t pixelFormat,
+                                uint32_t tapGeometry) {
+    std::lock_guard guard(lock_);
+    const PortState& state = portAt(port);
+    boost::shared_ptr<Quillon::Device> device = libraryDevice();
+    if (device->kind() == Quillon::Device::KindVirtual) {
+        throw std::runtime_error("Virtual devices cannot be configured.");
+    }
+    // Unchanged values touch neither the recorder nor the drive set; a port that setup detached
+    // therefore stays detached until its values change.
+    if (width == state.width && height == state.height && pixelFormat == state.pixelFormat &&
+        tapGeometry == state.tapGeometry) {
+        return;
+    }
+    configurePort(*device, port, width, height, pixelFormat, tapGeometry);
+    writeConfigRecord(*device);
+}
+
+void STavuDevice::writeConfigRecord(Quillon::Device& device) {
+    std::vector<PortRecord> records;
+    for (uint32_t index = 0; index < portCount_; ++index) {
+        records.push_back(storedForm(ports_[index]));
+    }
+    boost::shared_ptr<Quillon::DriveSet> driveSet = firstDriveSet(device, kNoDriveSet);
+    QuillonFileStream stream(ensureDriveFile(*driveSet, kConfigFileName, configFileStripes), true);
+    writePortRecords(records, stream, kMaxInlineBlock);
+    stream.flush();
+}
+
+void STavuDevice::readConfigRecord(Quillon::Device& device) {
+    boost::shared_ptr<Quillon::DriveSet> driveSet = firstDriveSet(device, kNoDriveSet);
+    // Absent on a new drive set; the callers print this and go on.
+    const uint32_t fileId = driveSet->findFile(kConfigFileName);
+    if (fileId == 0) {
+        throw std::runtime_error("no config file.");
+    }
+    QuillonFileStream stream(driveSet->openFile(fileId), false);
+    std::vector<PortRecord> records = readPortRecords(stream);
+
+    // Merged over the ports' present state, so that ports the record does not name stay as they
+    // are. An empty stored block keeps the block in memory: a large one lies in its ".pair" file.
+    std::vector<PortRecord> merged;
+    for (uint32_t index = 0; index < portCount_; ++index) {
+        merged.push_back(settingsOf(ports_[index]));
+    }
+    mergePortRecords(std::move(records), merged, EmptyBlock::Keep);
+    for (uint32_t index = 0; index < portCount_; ++index) {
+        PortRecord& stored = merged[index];
+        PortState& port = ports_[index];
+        port.pairedTo = std::move(stored.pairedTo);
+        port.width = stored.width;
+        port.height = stored.height;
+        port.pixelFormat = stored.pixelFormat;
+        port.tapGeometry = stored.tapGeometry;
+        port.framesPerPacket = stored.numFramesPerPacket;
+        if (!stored.info.empty()) {
+            port.pairInfo = std::move(stored.info);
+        }
+    }
+}
+
+void STavuDevice::writePairRecord(Quillon::Device& device, uint8_t port, std::span<const uint8_t> block) {
+    storeBlockFile(*firstDriveSet(device, kNoDriveSet), pairFileName(ports_[port]), block,
+                   [&](uint64_t stripe) { return pairFileStripes(block.size(), stripe); });
+}
+
+void STavuDevice::readPairRecord(Quillon::Device& device, uint8_t port) {
+    PortState& state = ports_[port];
+    state.pairInfo = loadBlockFile(*firstDriveSet(device, kNoDriveSet), pairFileName(state));
+}
+
+}  // namespace tavu

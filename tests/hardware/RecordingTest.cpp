@@ -1,0 +1,223 @@
+#include "Recorder.h"
+#include "records/MetaRecord.h"
+
+#include <gtest/gtest.h>
+
+namespace tavu::test {
+namespace {
+
+using testing::_;
+using testing::InSequence;
+using testing::Return;
+using Settings = std::vector<std::pair<std::string, ParameterValue>>;
+
+ParameterValue on(bool value) { return ParameterValue::boolean(value); }
+
+Ptr<Quillon::Record::Status> status(uint64_t frames, uint32_t state = 0, bool finished = false) {
+    auto result = boost::make_shared<Quillon::Record::Status>();
+    result->frames = frames;
+    result->state = state;
+    result->finished = finished;
+    return result;
+}
+
+class Recording : public testing::Test {
+protected:
+    Recording() {
+        recorder.connect();
+        recorder.tavu->setPortConfig(0, 64, 48, 0, 0);
+        recorder.tavu->setPortConfig(1, 32, 16, 0, 0);
+    }
+
+    Ptr<Quillon::Port> port(uint32_t index) { return recorder.ports[index]; }
+
+    Recorder recorder;
+};
+
+TEST_F(Recording, TheMaskIsCheckedBeforeTheKindOfDevice) {
+    ON_CALL(*recorder.device, kind()).WillByDefault(Return(Quillon::Device::KindVirtual));
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording(0, 0, 0, 0, false, 0); }),
+              "At least one port must be enabled for record.");
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording(0b101, 0, 0, 0, false, 0); }), "Invalid port mask.");
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording(0b10, 0, 0, 0, false, 0); }),
+              "Virtual devices cannot record.");
+    ON_CALL(*recorder.device, kind()).WillByDefault(Return(0));
+    recorder.setDriveSets({});
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording(0b10, 0, 0, 0, false, 0); }), "No drive set.");
+}
+
+TEST_F(Recording, APretriggerWaitsForTheSoftwareSource) {
+    {
+        InSequence order;
+        EXPECT_CALL(*recorder.record, addPort(port(0), TestLibrary::Now, 1, testing::Eq(boost::none), text("")))
+            .WillOnce(Return(41));
+        EXPECT_CALL(*recorder.recordControl, connectInput(Ptr<Quillon::TriggerElement>(recorder.softwareSource), 0, false));
+        EXPECT_CALL(*recorder.record, start(0));
+    }
+    recorder.tavu->startRecording(0b01, 0, 0, 999, true, 77);
+    EXPECT_EQ(recorder.recordControl->settings,
+              (Settings{{"Start Enable", on(true)},
+                        {"Stop Enable", on(false)},
+                        {"Pretrigger Enable", on(true)},
+                        {"Pretrigger Loop Time Value", ParameterValue::unsigned64(77)},
+                        {"Software Start Trigger", on(false)},
+                        {"Stop Frame Count Enable", on(false)},
+                        {"Stop Time Enable", on(false)}}));
+    uint32_t fileId = 1;
+    uint32_t streamId = 0;
+    recorder.tavu->recordingFile(0, fileId, streamId);
+    EXPECT_EQ(std::tie(fileId, streamId), std::make_tuple(0u, 41u));
+
+    EXPECT_CALL(*recorder.record, status(port(0))).WillOnce(Return(status(5, 2)));
+    uint64_t frames = 0;
+    bool inPretrigger = false;
+    recorder.tavu->recordingProgress(0, frames, inPretrigger);
+    EXPECT_EQ(frames, 5u);
+    EXPECT_TRUE(inPretrigger);
+
+    recorder.recordControl->settings.clear();
+    recorder.tavu->softwareTrigger();
+    EXPECT_EQ(recorder.recordControl->settings, (Settings{{"Software Start Trigger", on(true)}}));
+}
+
+TEST_F(Recording, TheExternalInputStartsAndStopsWithItsVariants) {
+    const Ptr<Quillon::TriggerElement> external = recorder.externalInput;
+    EXPECT_CALL(*recorder.recordControl, connectInput(external, 0, true));
+    EXPECT_CALL(*recorder.recordControl, connectInput(external, 1, false));
+    // A frame count is cut to 32 bits: 2^32 + 5 means 5.
+    recorder.tavu->startRecording(0b11, 0x13, 1, (uint64_t{1} << 32) + 5, false, 9);
+    EXPECT_EQ(recorder.recordControl->settings,
+              (Settings{{"Start Enable", on(true)},
+                        {"Stop Enable", on(true)},
+                        {"Pretrigger Enable", on(false)},
+                        {"Pretrigger Loop Time Value", ParameterValue::unsigned64(9)},
+                        {"Stop Time Enable", on(false)},
+                        {"Stop Frame Count Enable", on(true)},
+                        {"Stop Frame Count Value", ParameterValue::unsigned32(5)}}));
+}
+
+class Stop : public Recording {
+protected:
+    static constexpr uint32_t FileId = 55;
+
+    Stop() {
+        ON_CALL(*recorder.record, addPort(port(0), _, _, _, _)).WillByDefault(Return(41));
+        ON_CALL(*recorder.record, addPort(port(1), _, _, _, _)).WillByDefault(Return(42));
+        ON_CALL(*recorder.record, stopPort(_, 0)).WillByDefault(Return(FileId));
+        ON_CALL(*recorder.driveSet, openFile(FileId)).WillByDefault(Return(file));
+        ON_CALL(*file, metadataCapacity()).WillByDefault(Return(2048));
+        ON_CALL(*file, writeMetadata(_)).WillByDefault([this](const Ptr<Common::Buffer>& buffer) {
+            readMetaList(written, buffer->data(), buffer->size());
+        });
+        streamWithFrames(41, 10);
+        streamWithFrames(42, 0);
+    }
+
+    void streamWithFrames(uint32_t streamId, uint64_t frames) {
+        auto sequence = boost::make_shared<Nice<MockFrameSequence>>();
+        ON_CALL(*sequence, frameCount()).WillByDefault(Return(frames));
+        auto stream = boost::make_shared<Nice<MockRecordedStream>>();
+        ON_CALL(*stream, frames(0, 0, false, false)).WillByDefault(Return(sequence));
+        ON_CALL(*file, streamById(streamId)).WillByDefault(Return(stream));
+    }
+
+    Ptr<Nice<MockDriveFile>> file = boost::make_shared<Nice<MockDriveFile>>();
+    std::vector<FileRecord> written;
+};
+
+TEST_F(Stop, WritesOneMetaBlockPerFileWithTheStreamsThatHaveFrames) {
+    const std::vector<uint8_t> block(20000, 3);
+    recorder.tavu->pairPort(0, "camera", block.data(), static_cast<uint32_t>(block.size()), 4);
+    recorder.tavu->startRecording(0b11, 0, 0, 0, false, 0);
+    EXPECT_CALL(*file, writeMetadata(_));
+    recorder.tavu->stopRecording();
+
+    ASSERT_EQ(written.size(), 1u);
+    const FileRecord& entry = written[0];
+    EXPECT_EQ(entry.name, "55-41");
+    EXPECT_EQ(entry.port, "Cam0");
+    EXPECT_EQ(entry.camera, "camera");
+    EXPECT_EQ(std::tie(entry.fileId, entry.streamId, entry.width, entry.height, entry.numFrames),
+              std::make_tuple(55u, 41u, 64, 48, 10u));
+    EXPECT_EQ(entry.size, 64u * 48 * 10 * 2);
+    // Too large for the metadata: the block went into the stream's info file.
+    EXPECT_TRUE(entry.info.empty());
+    EXPECT_TRUE(recorder.store.has("55-41.info"));
+    EXPECT_EQ(recorder.tavu->listFiles(), written);
+
+    uint32_t fileId = 0;
+    uint32_t streamId = 0;
+    recorder.tavu->recordingFile(1, fileId, streamId);
+    EXPECT_EQ(std::tie(fileId, streamId), std::make_tuple(55u, 42u));
+    // Done: progress comes from memory.
+    EXPECT_CALL(*recorder.record, status(_)).Times(0);
+    uint64_t frames = 1;
+    bool inPretrigger = true;
+    recorder.tavu->recordingProgress(1, frames, inPretrigger);
+    EXPECT_EQ(frames, 0u);
+    EXPECT_FALSE(inPretrigger);
+    EXPECT_TRUE(recorder.tavu->isRecordingDone());
+}
+
+class Recovery : public Stop {
+protected:
+    static constexpr uint32_t IncompleteId = 9;
+
+    Recovery() {
+        ON_CALL(*recorder.driveSet, incompleteFileId()).WillByDefault(Return(IncompleteId));
+        ON_CALL(*recorder.driveSet, recover(IncompleteId)).WillByDefault(Return(job));
+        ON_CALL(*recorder.driveSet, openFile(IncompleteId)).WillByDefault(Return(file));
+    }
+
+    Ptr<Nice<MockRecovery>> job = boost::make_shared<Nice<MockRecovery>>();
+};
+
+TEST_F(Recovery, StatusFollowsTheJobUntilAPollSeesItsEnd) {
+    EXPECT_EQ(thrownText([&] { recorder.tavu->cancelRecovery(); }), "Recovery not in progress.");
+    recorder.tavu->startRecovery();
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), 1u);
+    ON_CALL(*job, isFinished()).WillByDefault(Return(true));
+    ON_CALL(*job, errorText()).WillByDefault(Return(String("bad sector")));
+    // Ended, but not yet seen by a poll.
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecovery(); }), "Recovery already in progress.");
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), 2u);
+    EXPECT_EQ(recorder.tavu->recoveryError(), "bad sector");
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), 2u);
+
+    recorder.tavu->startRecovery();
+    EXPECT_CALL(*job, cancel());
+    recorder.tavu->cancelRecovery();
+    ON_CALL(*job, isCancelled()).WillByDefault(Return(true));
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), 4u);
+    // Kept across jobs.
+    EXPECT_EQ(recorder.tavu->recoveryError(), "bad sector");
+}
+
+TEST_F(Recovery, FinishingCataloguesTheStreamsOfKnownPorts) {
+    EXPECT_EQ(thrownText([&] { recorder.tavu->finishRecovery(); }), "no incomplete file.");
+    recorder.tavu->startRecovery();
+    auto stream = [&](uint32_t index, uint32_t streamId, const char* portName) {
+        auto recorded = boost::make_shared<Nice<MockRecordedStream>>();
+        auto sequence = boost::make_shared<Nice<MockFrameSequence>>();
+        ON_CALL(*sequence, frameCount()).WillByDefault(Return(7));
+        ON_CALL(*recorded, frames(0, 0, false, false)).WillByDefault(Return(sequence));
+        ON_CALL(*recorded, portName()).WillByDefault(Return(String(portName)));
+        ON_CALL(*file, streamByIndex(index)).WillByDefault(Return(recorded));
+        ON_CALL(*file, streamIdByIndex(index)).WillByDefault(Return(streamId));
+    };
+    stream(0, 4, "Gone");
+    stream(1, 5, "Cam1");
+    ON_CALL(*file, streamCount()).WillByDefault(Return(2));
+    recorder.tavu->pairPort(1, "camera", nullptr, 0, 1);
+    recorder.tavu->finishRecovery();
+
+    ASSERT_EQ(written.size(), 1u);
+    EXPECT_EQ(written[0].name, "9-5");
+    EXPECT_EQ(written[0].port, "Cam1");
+    EXPECT_EQ(written[0].camera, "");
+    EXPECT_EQ(std::tie(written[0].width, written[0].height, written[0].numFrames), std::make_tuple(32, 16, 7u));
+    EXPECT_EQ(recorder.tavu->listFiles(), written);
+}
+
+}  // namespace
+}  // namespace tavu::test
