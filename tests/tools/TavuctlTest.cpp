@@ -1,0 +1,269 @@
+// tavuctl end to end against the service with its emulated recorder.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "tests/tools/TavuctlRunner.h"
+#include "client/Client.h"
+#include "client/Playback.h"
+#include "service/LocalSocket.h"
+#include "tests/support/ServiceProcess.h"
+#include "tests/client/ImageReader.h"
+
+namespace tavu::test {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+class TavuctlTest : public ::testing::Test {
+protected:
+    TavuctlTest()
+        : service(home, {"noautoclose"}, {{"TAVUSRV_ENABLE_EMULATOR", "1"}}),
+          tavuctl(home, {{"TAVUSRV_ENABLE_EMULATOR", "1"}}) {
+        EXPECT_TRUE(service.waitForSocket());
+        // The socket file appears a moment before the service listens on it. A probe is
+        // harmless here: with noautoclose its leaving doesn't end the service.
+        EXPECT_TRUE(eventually([&] { return LocalSocket().connectPath(home.socketPath()); }));
+    }
+
+    // Runs tavuctl, expects the status, and returns what it printed.
+    std::string expect(int status, const std::vector<std::string>& args) {
+        const Outcome outcome = tavuctl.run(args);
+        EXPECT_EQ(outcome.status, status) << "tavuctl " << args.front() << "\nout: " << outcome.out
+                                          << "\nerr: " << outcome.err;
+        return outcome.out + outcome.err;
+    }
+    json expectJson(const std::vector<std::string>& args) {
+        std::vector<std::string> withJson{"--json"};
+        withJson.insert(withJson.end(), args.begin(), args.end());
+        const Outcome outcome = tavuctl.run(withJson);
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        return json::parse(outcome.out);
+    }
+    // Pairs and configures the emulator's port, records `frames` frames, and returns the entry.
+    json recordFrames(const std::string& frames) {
+        expect(0, {"pair", "0", "0", "cam1"});
+        expect(0, {"config", "0", "0", "8", "4"});
+        const json result = expectJson({"record", "0", "--frames", frames});
+        EXPECT_EQ(result["endedBy"], "device");
+        EXPECT_EQ(result["recordings"].size(), 1u);
+        return result["recordings"].at(0);
+    }
+
+    TestHome home;
+    ServiceProcess service;
+    TavuctlRunner tavuctl;
+};
+
+TEST_F(TavuctlTest, DevicesAndPortsForPeopleAndForScripts) {
+    EXPECT_TRUE(contains(expect(0, {"devices"}), "Emulator"));
+    const json devices = expectJson({"devices"});
+    ASSERT_EQ(devices["devices"].size(), 1u);
+    EXPECT_EQ(devices["devices"][0]["name"], "Emulator");
+    EXPECT_EQ(devices["devices"][0]["kind"], "emulator");
+    EXPECT_EQ(devices["devices"][0]["ports"], 1);
+    EXPECT_EQ(devices["devices"][0]["percentUsed"], 5);
+    EXPECT_EQ(expectJson({"ports", "0"})["ports"][0]["camera"], "");
+}
+
+TEST_F(TavuctlTest, PairConfigureRecordAndList) {
+    const fs::path info = home.root() / "camera.bin";
+    std::ofstream(info, std::ios::binary) << "xyz";
+    expect(0, {"pair", "0", "0", "cam1", "--info", info.string(), "--frames-per-packet", "2"});
+    expect(0, {"config", "0", "0", "8", "4", "--pixel-format", "3"});
+    expect(0, {"config", "0", "0", "8", "4", "--tap-geometry", "9"});
+    const json port = expectJson({"ports", "0"})["ports"][0];
+    EXPECT_EQ(port["camera"], "cam1");
+    EXPECT_EQ(port["framesPerPacket"], 2);
+    // Values not given keep their setting.
+    EXPECT_EQ(port["pixelFormat"], 3);
+    EXPECT_EQ(port["tapGeometry"], 9);
+
+    const std::string printed = expect(0, {"record", "0", "--frames", "5"});
+    EXPECT_TRUE(contains(printed, "5/5 frames")) << printed;
+    EXPECT_TRUE(contains(printed, "New recordings")) << printed;
+    const json files = expectJson({"files", "0"})["recordings"];
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0]["numFrames"], 5);
+    EXPECT_EQ(files[0]["width"], 8);
+    EXPECT_EQ(files[0]["camera"], "cam1");
+}
+
+TEST_F(TavuctlTest, ExportedImagesHoldThePixelsThatPlaybackReads) {
+    const json recording = recordFrames("3");
+    const auto fileId = recording["fileId"].get<uint32_t>();
+    const auto streamId = recording["streamId"].get<uint32_t>();
+    const fs::path out = home.root() / "export";
+    expect(0, {"export", "0", std::to_string(fileId), std::to_string(streamId), "--out", out.string(), "--frames", "0-2"});
+    expect(0, {"export", "0", std::to_string(fileId), std::to_string(streamId), "--out", out.string(), "--frames",
+               "1", "--format", "tiff"});
+
+    client::ConnectOptions options;
+    options.socketPath = home.socketPath();
+    options.startService = false;
+    client::Client reader(options);
+    client::Playback playback(reader, 0, fileId, streamId);
+    for (uint64_t frame = 0; frame < 3; ++frame) {
+        SCOPED_TRACE(frame);
+        const auto expected = playback.read(frame);
+        const GrayImage png = readPng(out / ("frame_00000" + std::to_string(frame) + ".png"));
+        ASSERT_EQ(png.width, 8u);
+        ASSERT_EQ(png.height, 4u);
+        ASSERT_EQ(png.pixels.size(), 32u);
+        for (size_t i = 0; i < png.pixels.size(); ++i) {
+            EXPECT_EQ(png.pixels[i], client::pixelAt(expected, i)) << "pixel " << i;
+        }
+        if (frame == 1) {
+            EXPECT_EQ(readTiff(out / "frame_000001.tiff").pixels, png.pixels);
+        }
+    }
+    // An export never replaces images without being told to.
+    EXPECT_TRUE(contains(expect(1, {"export", "0", std::to_string(fileId), std::to_string(streamId), "--out",
+                                    out.string(), "--frames", "2"}),
+                         "already exists"));
+    expect(0, {"export", "0", std::to_string(fileId), std::to_string(streamId), "--out", out.string(), "--frames",
+               "2", "--force"});
+}
+
+TEST_F(TavuctlTest, SnapshotSavesALiveFrame) {
+    expect(0, {"pair", "0", "0", "cam1"});
+    expect(0, {"config", "0", "0", "8", "4"});
+    const fs::path file = home.root() / "snap.png";
+    const json result = expectJson({"snapshot", "0", "0", "--out", file.string()});
+    EXPECT_EQ(result["width"], 8);
+    const GrayImage image = readPng(file);
+    ASSERT_EQ(image.pixels.size(), 32u);
+    // Live view starts its ramp at 0.
+    for (uint16_t i = 0; i < 32; ++i) {
+        EXPECT_EQ(image.pixels[i], i);
+    }
+}
+
+TEST_F(TavuctlTest, DestructiveCommandsAskUnlessToldNotTo) {
+    const json recording = recordFrames("1");
+    const std::string fileId = std::to_string(recording["fileId"].get<uint32_t>());
+    EXPECT_TRUE(contains(expect(2, {"setup", "0"}), "erases its 1 recording"));
+    EXPECT_TRUE(contains(expect(2, {"rm", "0", fileId, "0"}), "--yes"));
+    EXPECT_EQ(expectJson({"files", "0"})["recordings"].size(), 1u);
+    expect(0, {"rm", "0", fileId, "0", "--yes"});
+    EXPECT_TRUE(expectJson({"files", "0"})["recordings"].empty());
+    EXPECT_TRUE(contains(expect(2, {"rm", "0", fileId, "0", "--yes"}), "there is no recording"));
+}
+
+TEST_F(TavuctlTest, ErrorsSayWhatExistsAndUseTheDocumentedStatus) {
+    EXPECT_TRUE(contains(expect(2, {"ports", "5"}), "the service has 1 device (0)"));
+    EXPECT_TRUE(contains(expect(2, {"pair", "0", "3", "cam"}), "it has 1 port (0)"));
+    EXPECT_TRUE(contains(expect(1, {"serial", "0", "0", "read"}),
+                         "cannot read the serial channel on port 0 (Emu) of device 0: not supported"));
+    expect(2, {"record", "0", "--frames", "0"});
+    expect(2, {"record", "0", "--frames", "5", "--seconds", "1"});
+    EXPECT_TRUE(contains(expect(2, {"record", "0"}), "pair"));
+    expect(2, {"no-such-command"});
+
+    const Outcome outcome = tavuctl.run({"--json", "ports", "5"});
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(json::parse(outcome.out)["exitCode"], 2);
+}
+
+TEST_F(TavuctlTest, InterruptStopsAndKeepsTheRecording) {
+    expect(0, {"pair", "0", "0", "cam1"});
+    expect(0, {"config", "0", "0", "8", "4"});
+    for (const auto& [args, signal, status] :
+         {std::tuple{std::vector<std::string>{"record", "0"}, SIGINT, 0},
+          std::tuple{std::vector<std::string>{"record", "0", "--frames", "100000"}, SIGTERM, 130}}) {
+        TavuctlRunner::Child record = tavuctl.start(args);
+        // Progress lines show that frames are being written.
+        ASSERT_TRUE(eventually([&] { return contains(record.output(), " frames "); }));
+        record.signal(signal);
+        const Outcome outcome = record.finish();
+        EXPECT_EQ(outcome.status, status) << outcome.err;
+        EXPECT_TRUE(contains(outcome.out, "Stopped the recording")) << outcome.out;
+        EXPECT_TRUE(contains(outcome.out, "New recordings")) << outcome.out;
+    }
+    const json files = expectJson({"files", "0"})["recordings"];
+    ASSERT_EQ(files.size(), 2u);
+    EXPECT_GT(files[1]["numFrames"].get<uint64_t>(), 0u);
+}
+
+TEST_F(TavuctlTest, EventsArePrintedAsTheyArrive) {
+    TavuctlRunner::Child events = tavuctl.start({"--json", "events", "--count", "2"});
+    client::ConnectOptions options;
+    options.socketPath = home.socketPath();
+    options.startService = false;
+    client::Client notifier(options);
+    // Until the queue of the events command exists, a notification reaches nobody.
+    ASSERT_TRUE(eventually([&] {
+        notifier.notifyFilesChanged(7);
+        const std::string printed = events.output();
+        return std::count(printed.begin(), printed.end(), '\n') >= 2;
+    }));
+    const Outcome outcome = events.finish();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    std::istringstream lines(outcome.out);
+    for (std::string line; std::getline(lines, line);) {
+        const json event = json::parse(line);
+        EXPECT_EQ(event["type"], "FilesChanged");
+        EXPECT_EQ(event["device"], 7);
+    }
+}
+
+TEST_F(TavuctlTest, RecoverDiscardsACutOffRecording) {
+    EXPECT_TRUE(contains(expect(0, {"recover", "0"}), "nothing to do"));
+    expect(0, {"pair", "0", "0", "cam1"});
+    expect(0, {"config", "0", "0", "8", "4"});
+    TavuctlRunner::Child record = tavuctl.start({"record", "0"});
+    ASSERT_TRUE(eventually([&] { return contains(record.output(), " frames "); }));
+    // The service dies in the middle: the recording is left incomplete.
+    service.kill(SIGKILL);
+    ASSERT_TRUE(service.waitForExit());
+    EXPECT_EQ(record.finish().status, 3);
+
+    ServiceProcess restarted(home, {"noautoclose"}, {{"TAVUSRV_ENABLE_EMULATOR", "1"}});
+    ASSERT_TRUE(restarted.waitForSocket());
+    EXPECT_TRUE(contains(expect(2, {"recover", "0", "--discard"}), "--yes"));
+    EXPECT_TRUE(contains(expect(0, {"recover", "0", "--discard", "--yes"}), "Discarded"));
+    EXPECT_TRUE(contains(expect(0, {"recover", "0"}), "nothing to do"));
+}
+
+class TavuctlWithoutServiceTest : public ::testing::Test {
+protected:
+    TestHome home;
+};
+
+TEST_F(TavuctlWithoutServiceTest, StartsTheServiceOrSaysWhereItLooked) {
+    TavuctlRunner tavuctl(home, {});
+    const Outcome refused = tavuctl.run({"--no-start", "devices"});
+    EXPECT_EQ(refused.status, 3);
+    EXPECT_TRUE(contains(refused.err, home.socketPath())) << refused.err;
+
+    const Outcome started = tavuctl.run({"devices"});
+    EXPECT_EQ(started.status, 0) << started.err;
+    EXPECT_TRUE(contains(started.out, "No devices")) << started.out;
+    // The service ends with its last client: nobody holds its lock any more.
+    EXPECT_TRUE(eventually([&] {
+        const int fd = ::open((home.socketPath() + ".lock").c_str(), O_RDWR | O_CLOEXEC);
+        const bool free = fd >= 0 && ::flock(fd, LOCK_EX | LOCK_NB) == 0;
+        ::close(fd);
+        return free;
+    }));
+
+    // A tavuctl with no tavusvc beside it and none on PATH.
+    const fs::path lonely = home.root() / "lonely";
+    fs::create_directory(lonely);
+    fs::copy_file(fs::path(TAVUSVC_BIN_DIR) / "tavuctl", lonely / "tavuctl");
+    TavuctlRunner alone(home, {{"PATH", lonely.string()}}, lonely / "tavuctl");
+    const Outcome missing = alone.run({"devices"});
+    EXPECT_EQ(missing.status, 3);
+    EXPECT_TRUE(contains(missing.err, "no tavusvc executable was found in " + lonely.string())) << missing.err;
+}
+
+}  // namespace
+}  // namespace tavu::test
