@@ -17,6 +17,7 @@
 #include "registry/DeviceManager.h"
 #include "registry/HardwareDevice.h"
 #include "service/ConnectionServer.h"
+#include "support/MockHardwareDevice.h"
 #include "support/TestClient.h"
 
 namespace tavu {
@@ -25,73 +26,7 @@ void PrintTo(const DeviceEvent& event, std::ostream* out);
 
 namespace test {
 
-class MockDevice : public HardwareDevice {
-public:
-    MOCK_METHOD(std::string, name, (), (override));
-    MOCK_METHOD(bool, isConnected, (), (override));
-    MOCK_METHOD(bool, hasIncompleteFile, (), (override));
-    MOCK_METHOD(void, discardIncompleteFile, (), (override));
-    MOCK_METHOD(void, startRecovery, (), (override));
-    MOCK_METHOD(void, finishRecovery, (), (override));
-    MOCK_METHOD(void, cancelRecovery, (), (override));
-    MOCK_METHOD(uint32_t, recoveryStatus, (), (override));
-    MOCK_METHOD(std::string, recoveryError, (), (override));
-    MOCK_METHOD(void, serialOpen, (uint8_t, uint32_t, uint8_t, uint8_t), (override));
-    MOCK_METHOD(uint32_t, serialGetBaudRate, (uint8_t), (override));
-    MOCK_METHOD(void, serialSetBaudRate, (uint8_t, uint32_t), (override));
-    MOCK_METHOD(uint32_t, serialRead, (uint8_t, uint8_t*, uint32_t), (override));
-    MOCK_METHOD(uint32_t, serialWrite, (uint8_t, const uint8_t*, uint32_t), (override));
-    MOCK_METHOD(void, serialClear, (uint8_t), (override));
-    MOCK_METHOD(void, serialClose, (uint8_t), (override));
-    MOCK_METHOD(void, registerRead, (uint8_t, uint32_t, uint8_t*, uint32_t), (override));
-    MOCK_METHOD(void, registerWrite, (uint8_t, uint32_t, const uint8_t*, uint32_t), (override));
-    MOCK_METHOD(uint8_t, portCount, (), (override));
-    MOCK_METHOD(std::string, portName, (uint8_t), (override));
-    MOCK_METHOD(bool, isCxp, (), (override));
-    MOCK_METHOD(std::vector<FileRecord>, listFiles, (), (override));
-    MOCK_METHOD(void, openFile, (uint32_t&, std::string&, uint32_t, uint32_t), (override));
-    MOCK_METHOD(void, fileInfo, (uint32_t, uint16_t&, uint16_t&, uint32_t&, uint64_t&, uint64_t&), (override));
-    MOCK_METHOD(void, closeFile, (uint32_t), (override));
-    MOCK_METHOD(void, readFrame, (uint32_t, uint64_t), (override));
-    MOCK_METHOD(void, removeFile, (uint32_t, uint32_t), (override));
-    MOCK_METHOD(void, fileIdentity, (uint32_t, uint32_t, std::vector<uint8_t>&), (override));
-    MOCK_METHOD(void, pairPort, (uint8_t, const std::string&, const uint8_t*, uint32_t, uint16_t), (override));
-    MOCK_METHOD(void, repairPort, (uint8_t, const std::string&, const uint8_t*, uint32_t, uint16_t), (override));
-    MOCK_METHOD(void, unpairPort, (uint8_t), (override));
-    MOCK_METHOD(void, portIdentity, (uint8_t, std::vector<uint8_t>&), (override));
-    MOCK_METHOD(uint16_t, framesPerPacket, (uint8_t), (override));
-    MOCK_METHOD(std::string, pairedTo, (uint8_t), (override));
-    MOCK_METHOD(void, getPortConfig, (uint8_t, uint16_t&, uint16_t&, uint32_t&, uint32_t&), (override));
-    MOCK_METHOD(void, setPortConfig, (uint8_t, uint16_t, uint16_t, uint32_t, uint32_t), (override));
-    MOCK_METHOD(void, setup, (), (override));
-    MOCK_METHOD(void, startRecording, (uint32_t, uint8_t, uint8_t, uint64_t, bool, uint64_t), (override));
-    MOCK_METHOD(void, stopRecording, (), (override));
-    MOCK_METHOD(void, softwareTrigger, (), (override));
-    MOCK_METHOD(bool, isRecordingDone, (), (override));
-    MOCK_METHOD(void, recordingFile, (uint8_t, uint32_t&, uint32_t&), (override));
-    MOCK_METHOD(void, recordingProgress, (uint8_t, uint64_t&, bool&), (override));
-    MOCK_METHOD(void, renameFile, (uint32_t, uint32_t, const std::string&), (override));
-    MOCK_METHOD(std::string, setFileInfo,
-                (uint32_t, uint32_t, const std::string&, uint16_t, uint16_t, uint64_t, uint64_t, uint64_t, uint64_t,
-                 uint64_t),
-                (override));
-    MOCK_METHOD(uint8_t, percentUsed, (), (override));
-    MOCK_METHOD(uint8_t, hardwareType, (), (override));
-    MOCK_METHOD(std::string, startLive, (uint8_t), (override));
-    MOCK_METHOD(void, stopLive, (uint8_t), (override));
-    MOCK_METHOD(void, liveFrame, (uint8_t, uint16_t&, uint16_t&, uint32_t&), (override));
-
-    // What the device list update needs; no test looks at these.
-    uint32_t collectionIndex() override { return collectionIndex_; }
-    void identify(const std::string&, uint32_t collectionIndex) override { collectionIndex_ = collectionIndex; }
-    void foundDisconnected(boost::shared_ptr<Quillon::DeviceCollection>) override {}
-    void connect(boost::shared_ptr<Quillon::DeviceCollection>, uint32_t) override {}
-    void reconnect() override {}
-    void markDisconnected() override {}
-
-private:
-    uint32_t collectionIndex_ = 0;
-};
+using MockDevice = MockHardwareDevice;
 
 // A recorder library with a fixed number of connected recorders and nothing else.
 class FakeLibrary : public Quillon::LibraryEntry {

@@ -1,6 +1,6 @@
 #pragma once
 #include "FakeLibrary.h"
-#include "MockHardwareDevice.h"
+#include "support/MockHardwareDevice.h"
 #include "hardware/library/Loader.h"
 #include "registry/DeviceManager.h"
 
