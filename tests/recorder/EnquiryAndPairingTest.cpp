@@ -1,0 +1,127 @@
+// Finding simulated recorders, following them as they are plugged, and pairing and configuring
+// their ports, all through the socket.
+#include <algorithm>
+#include <fstream>
+
+#include "RecorderFixture.h"
+#include "client/ClientErrors.h"
+
+namespace tavu::test {
+namespace {
+
+using nlohmann::json;
+
+std::vector<std::string> fileNames(const json& index) {
+    std::vector<std::string> names;
+    for (const json& file : index.at("files")) {
+        names.push_back(file.at("name").get<std::string>());
+    }
+    return names;
+}
+
+bool holds(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+using Enquiries = RecorderFixture;
+
+TEST_F(Enquiries, RecordersAreFilteredByNameAndAlternativeName) {
+    writeDescription({recorder("REC-A"), recorder("REC-B"), recorder("LAB-C")});
+    startService(1, {{"TAVUSRV_DEVICE_NAME_WHITELIST", "rec-*"}, {"TAVUSRV_DEVICE_ALT_NAME_BLACKLIST", "*-a"}});
+    EXPECT_EQ(client().deviceName(0), "REC-B");
+    EXPECT_TRUE(client().deviceConnected(0));
+    EXPECT_TRUE(client().isCxp(0));
+    EXPECT_EQ(client().portCount(0), 2);
+    EXPECT_EQ(client().portName(0, 1), "REC-B-2");
+    EXPECT_THROW(client().deviceName(1), client::ServiceError);
+}
+
+TEST_F(Enquiries, UnpluggingAndPluggingKeepTheIndexAndTheDisconnectedHaveNoPortsUntilTheyConnect) {
+    writeDescription({recorder("REC-A"), recorder("REC-B", false)});
+    startService(2);
+    EXPECT_FALSE(client().deviceConnected(1));
+    EXPECT_EQ(client().portCount(1), 0);
+
+    writeDescription({recorder("REC-A", false), recorder("REC-B")});
+    ASSERT_TRUE(eventually([&] { return !client().deviceConnected(0) && client().deviceConnected(1); }));
+    EXPECT_EQ(client().deviceName(0), "REC-A");
+    EXPECT_EQ(client().deviceName(1), "REC-B");
+    EXPECT_EQ(client().portCount(1), 2);
+
+    writeDescription({recorder("REC-A"), recorder("REC-B")});
+    ASSERT_TRUE(eventually([&] { return client().deviceConnected(0); }));
+    EXPECT_EQ(client().deviceCount(), 2u);
+    EXPECT_EQ(client().portName(0, 0), "REC-A-1");
+}
+
+TEST_F(Enquiries, SetupRecreatesTheTavuSetAndPercentUsedFollowsItsFiles) {
+    writeDescription({recorder("REC-A")});
+    startService(1);
+    client().setup(0);
+    const json fresh = driveSetIndex("REC-A");
+    ASSERT_FALSE(fresh.is_null());
+    EXPECT_EQ(fresh.at("name"), "TAVU");
+    EXPECT_EQ(fresh.at("drives").size(), 2u);
+    const uint8_t idle = client().percentUsed(0);
+
+    // A pairing block of over 16384 bytes takes a file of its own, which counts as used.
+    client().pairPort(0, 0, "big", std::vector<uint8_t>(16385, 7), 1);
+    EXPECT_GE(client().percentUsed(0), idle);
+    EXPECT_TRUE(holds(fileNames(driveSetIndex("REC-A")), "REC-A-1.pair")) << driveSetIndex("REC-A").dump();
+
+    client().setup(0);
+    const json again = driveSetIndex("REC-A");
+    EXPECT_EQ(again.at("name"), "TAVU");
+    EXPECT_FALSE(holds(fileNames(again), "REC-A-1.pair"));
+    EXPECT_EQ(client().percentUsed(0), idle);
+    // The pairing lives on in the service and reaches the new set with the next write.
+    EXPECT_EQ(client().pairedTo(0, 0), "big");
+}
+
+using Pairing = RecorderFixture;
+
+TEST_F(Pairing, TheBlockLimitDecidesWhereThePairingLivesAndBothSurviveARestart) {
+    writeDescription({recorder("REC-A")});
+    startService(1);
+    client().setup(0);
+    const std::vector<uint8_t> atLimit(16384, 1), overLimit(16385, 2);
+    client().pairPort(0, 0, "cam-small", atLimit, 2);
+    client().pairPort(0, 1, "cam-large", overLimit, 3);
+    client().setPortConfig(0, 0, {1024, 768, 1, 2});
+    const auto names = fileNames(driveSetIndex("REC-A"));
+    EXPECT_FALSE(holds(names, "REC-A-1.pair"));
+    EXPECT_TRUE(holds(names, "REC-A-2.pair"));
+
+    stopService();
+    startService(1);
+    EXPECT_EQ(client().pairedTo(0, 0), "cam-small");
+    EXPECT_EQ(client().pairedTo(0, 1), "cam-large");
+    EXPECT_EQ(client().portIdentity(0, 0), atLimit);
+    EXPECT_EQ(client().portIdentity(0, 1), overLimit);
+    EXPECT_EQ(client().framesPerPacket(0, 1), 3);
+    EXPECT_EQ(client().getPortConfig(0, 0), (client::PortConfig{1024, 768, 1, 2}));
+
+    // The pairing is checked against the camera it names.
+    try {
+        client().repairPort(0, 0, "someone-else", atLimit, 2);
+        ADD_FAILURE() << "repairing to another camera was accepted";
+    } catch (const client::ServiceError& error) {
+        EXPECT_STREQ(error.what(), "Not paired to this camera.");
+    }
+}
+
+TEST_F(Pairing, VirtualRecordersRefuseConfiguration) {
+    json virtualRecorder = recorder("VIRT");
+    virtualRecorder["kind"] = 1;
+    writeDescription({virtualRecorder});
+    startService(1);
+    try {
+        client().setPortConfig(0, 0, {640, 480, 0, 0});
+        ADD_FAILURE() << "a virtual recorder took a configuration";
+    } catch (const client::ServiceError& error) {
+        EXPECT_STREQ(error.what(), "Virtual devices cannot be configured.");
+    }
+}
+
+}  // namespace
+}  // namespace tavu::test
