@@ -181,7 +181,7 @@ void Recording::planPort(Port& port, size_t index, Clock::time_point now, double
     }
     if (port.stopRequested) {
         port.phase = Phase::Finished;
-        jobs.push_back(Job{index, {}, true});
+        jobs.push_back(Job{index, {}, false, true});
         return;
     }
     if (port.phase == Phase::Finished) {
@@ -194,9 +194,9 @@ void Recording::planPort(Port& port, size_t index, Clock::time_point now, double
         dueEnd = std::max(dueEnd, port.originFrame + static_cast<uint64_t>(std::floor(elapsed * port.rate)) + 1);
     }
     if (port.phase == Phase::Recording) {
-        Job job{index, {}, false};
+        Job job{index, {}, false, false};
         planFrames(port, job, dueEnd, now);
-        if (!job.frames.empty()) {
+        if (!job.frames.empty() || job.finish) {
             jobs.push_back(std::move(job));
         }
         return;
@@ -228,33 +228,28 @@ void Recording::planFrames(Port& port, Job& job, uint64_t dueEnd, Clock::time_po
         deadline = port.startedAt + std::chrono::microseconds(*trigger_.stopMicroseconds);
     }
     const uint64_t first = dueEnd - port.nextFrame > MaxFramesPerWakeUp ? dueEnd - MaxFramesPerWakeUp : port.nextFrame;
-    for (uint64_t frame = first; frame < dueEnd; ++frame) {
-        if (deadline && port.dueTime(frame) >= *deadline) {
-            port.phase = Phase::Finished;
-            break;
-        }
+    for (uint64_t frame = first; frame < dueEnd && !(deadline && port.dueTime(frame) >= *deadline); ++frame) {
         if (!take(frame)) {
             break;
         }
     }
     port.nextFrame = dueEnd;
-    if ((limit && port.recorded + job.frames.size() >= *limit) || (deadline && now >= *deadline)) {
-        port.phase = Phase::Finished;
-    }
+    job.finish = (limit && port.recorded + job.frames.size() >= *limit) || (deadline && now >= *deadline) ||
+                 (deadline && port.rate >= SilentRate && port.dueTime(dueEnd) >= *deadline);
 }
 
 std::vector<Recording::Outcome> Recording::execute(const std::vector<Job>& jobs) {
     std::vector<Outcome> outcomes;
     for (const Job& job : jobs) {
         Port& port = *ports_[job.port];
-        Outcome outcome{job.port};
+        Outcome outcome{job.port, job.finish};
         try {
             const uint64_t bytes = port.stream.frameBytes();
             frame_.resize(std::max<uint64_t>(frame_.size(), bytes));
             for (const uint64_t frame : job.frames) {
                 fillFrame(frame_.data(), port.stream.portIndex, frame, port.stream.width, port.stream.height, 16);
                 if (!port.writer->append(frame_.data(), bytes)) {
-                    outcome.full = true;
+                    outcome.finish = true;
                     break;
                 }
             }
@@ -263,7 +258,7 @@ std::vector<Recording::Outcome> Recording::execute(const std::vector<Job>& jobs)
             }
         } catch (const Common::GeneralException&) {
             // The drive failed: the stream ends with what reached it.
-            outcome.full = true;
+            outcome.finish = true;
         }
         outcome.flushed = job.flush;
         outcomes.push_back(outcome);
@@ -275,7 +270,7 @@ void Recording::settle(const std::vector<Outcome>& outcomes) {
     for (const Outcome& outcome : outcomes) {
         Port& port = *ports_[outcome.port];
         port.recorded = port.writer->frames();
-        if (outcome.full) {
+        if (outcome.finish) {
             port.phase = Phase::Finished;
         }
         if (outcome.flushed) {

@@ -64,11 +64,13 @@ private:
     struct Job {
         size_t port;
         std::vector<uint64_t> frames;  // camera frame numbers, in stream order
+        // A stop condition is reached with these frames: the port finishes once they are counted.
+        bool finish = false;
         bool flush = false;
     };
     struct Outcome {
         size_t port;
-        bool full = false;
+        bool finish = false;
         bool flushed = false;
     };
 
