@@ -1,6 +1,7 @@
 #include "sim/Description.h"
 
 #include "sim/Errors.h"
+#include "sim/FaultPoints.h"
 #include "sim/Files.h"
 
 #include <nlohmann/json.hpp>
@@ -161,7 +162,8 @@ bool usableAsFolderName(const std::string& name) {
 
 RecorderDescription readRecorder(const std::filesystem::path& file, const json& value, const std::string& place) {
     const ObjectReader reader(file, value, place);
-    reader.allowOnly({"name", "altName", "kind", "deviceType", "connected", "clusterBytes", "ports", "driveGroups"});
+    reader.allowOnly({"name", "altName", "kind", "deviceType", "connected", "clusterBytes", "ports", "driveGroups",
+                      "externalInput", "faults", "recoveryMillisecondsPerBlock"});
     RecorderDescription recorder;
     recorder.name = reader.string("name", "", true);
     if (!usableAsFolderName(recorder.name)) {
@@ -195,6 +197,15 @@ RecorderDescription readRecorder(const std::filesystem::path& file, const json& 
                 driveReader.failAt("physicalIndex", "repeats the index of another drive");
             }
         });
+    });
+    recorder.externalInput = reader.boolean("externalInput", recorder.externalInput);
+    recorder.recoveryMillisecondsPerBlock =
+        reader.unsigned32("recoveryMillisecondsPerBlock", recorder.recoveryMillisecondsPerBlock);
+    reader.forEach("faults", false, [&](const json& item, const std::string& itemPlace) {
+        if (!item.is_string() || !isFaultPoint(item.get<std::string>())) {
+            fail(file.string() + ": " + itemPlace + " must name an operation, as \"Record::start\"");
+        }
+        recorder.faults.push_back(item.get<std::string>());
     });
     return recorder;
 }

@@ -43,6 +43,13 @@ struct RecorderDescription {
     uint32_t clusterBytes = 262144;
     std::vector<PortDescription> ports;
     std::vector<std::vector<DriveDescription>> driveGroups;
+    // The level of the recorder's external trigger input: each change is an edge that the trigger
+    // network sees.
+    bool externalInput = false;
+    // Operations that fail on this recorder, by "<Class>::<operation>".
+    std::vector<std::string> faults;
+    // How long the repair of an incomplete file dwells on each of its blocks.
+    uint32_t recoveryMillisecondsPerBlock = 0;
 
     bool operator==(const RecorderDescription&) const = default;
 };

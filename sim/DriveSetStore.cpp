@@ -87,7 +87,9 @@ uint32_t DriveSetStore::create(DriveSetSettings settings) {
 }
 
 void DriveSetStore::remove(uint32_t id) {
-    set(id);
+    if (set(id).isRecordedTo()) {
+        fail("Drive set " + std::to_string(id) + " is being recorded to.");
+    }
     sets_.erase(id);
     std::error_code error;
     fs::remove_all(setFolder(id), error);

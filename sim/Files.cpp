@@ -3,6 +3,7 @@
 #include "sim/Errors.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -62,6 +63,14 @@ void FileDescriptor::resize(uint64_t size) const {
     if (::ftruncate(fd_, static_cast<off_t>(size)) != 0) {
         failWith("resize", std::strerror(errno));
     }
+}
+
+uint64_t FileDescriptor::size() const {
+    struct stat status {};
+    if (::fstat(fd_, &status) != 0) {
+        failWith("examine", std::strerror(errno));
+    }
+    return static_cast<uint64_t>(status.st_size);
 }
 
 void FileDescriptor::failWith(const char* action, const char* reason) const {

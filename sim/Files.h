@@ -20,6 +20,7 @@ public:
     void readAt(uint64_t offset, void* target, uint64_t size) const;
     void writeAt(uint64_t offset, const void* source, uint64_t size) const;
     void resize(uint64_t size) const;
+    uint64_t size() const;
 
 private:
     [[noreturn]] void failWith(const char* action, const char* reason) const;

@@ -15,7 +15,8 @@ nlohmann::json portToJson(const PortDescription& description, const PortState& p
             {"bitDepth", optionalToJson(port.bitDepth)},
             {"packing", optionalToJson(port.packing)},
             {"grabbing", port.grabbing},
-            {"memoryWrites", port.memory.writesAsJson()}};
+            {"memoryWrites", port.memory.writesAsJson()},
+            {"serial", port.serial->toJson()}};
 }
 
 }  // namespace
@@ -26,6 +27,28 @@ void HardwareState::addPorts(const std::vector<PortDescription>& ports) {
     for (size_t index = ports_.size(); index < ports.size(); ++index) {
         ports_.emplace_back(ports[index]);
     }
+}
+
+double effectiveFrameRate(const PortDescription& description, const PortState& port) {
+    if (!description.cameraDetected || (description.cameraAsleep && !port.memory.acquisitionStarted())) {
+        return 0.0;
+    }
+    return description.measuredFrameRate;
+}
+
+uint32_t deliveredBitDepth(const PortDescription& description, const PortState& port) {
+    if (description.hasBitDepthSetting && port.bitDepth) {
+        return *port.bitDepth;
+    }
+    if (description.hasPackingSetting && port.packing == 0u) {
+        return 16;
+    }
+    return description.bitDepth;
+}
+
+const TriggerElementState* HardwareState::findTriggerElement(uint32_t kind) const {
+    const auto found = trigger_.find(kind);
+    return found == trigger_.end() ? nullptr : &found->second;
 }
 
 void HardwareState::detachDriveSet(uint32_t driveSetId) {

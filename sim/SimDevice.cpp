@@ -23,26 +23,26 @@ boost::shared_ptr<Quillon::HardwareInfo> SimDevice::hardwareInfo(uint32_t) {
 }
 
 boost::shared_ptr<Quillon::Storage> SimDevice::storage(uint32_t) {
-    recorder_->requireConnected();
+    recorder_->requireConnected("Device::storage");
     return boost::make_shared<SimStorage>(recorder_);
 }
 
 uint32_t SimDevice::portCount() {
-    return static_cast<uint32_t>(recorder_->session().description().ports.size());
+    return static_cast<uint32_t>(recorder_->session("Device::portCount").description().ports.size());
 }
 
 boost::shared_ptr<Quillon::Port> SimDevice::port(uint32_t index) {
-    recorder_->session().portDescription(index);
+    recorder_->session("Device::port").portDescription(index);
     return boost::make_shared<SimPort>(recorder_, index);
 }
 
 boost::shared_ptr<Quillon::TriggerBank> SimDevice::triggerBank() {
-    recorder_->requireConnected();
+    recorder_->requireConnected("Device::triggerBank");
     return boost::make_shared<SimTriggerBank>(recorder_);
 }
 
 boost::shared_ptr<Quillon::Record> SimDevice::record() {
-    recorder_->requireConnected();
+    recorder_->requireConnected("Device::record");
     return boost::make_shared<SimRecord>(recorder_);
 }
 

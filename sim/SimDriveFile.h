@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace sim {
 
-// One open file of a drive set. Blocks are read and written in sequence from the first, each
-// handle with a position of its own.
+// One open file of a drive set. Blocks of a named file are read and written in sequence from
+// the first, each handle with a position of its own; a recording's file has streams.
 class SimDriveFile : public Quillon::DriveFile {
 public:
     SimDriveFile(std::shared_ptr<Recorder> recorder, uint32_t driveSetId, uint32_t fileId)
@@ -31,6 +33,8 @@ public:
 private:
     // The buffer of a block transfer, checked against the set's block size.
     Common::Buffer& blockBuffer(const boost::shared_ptr<Common::Buffer>& buffer, const StoredDriveSet& set) const;
+    std::vector<StoredStream> streams(const char* operation) const;
+    StoredStream streamAt(uint32_t index, const char* operation) const;
     [[noreturn]] void failNoStream(const std::string& which) const;
 
     std::shared_ptr<Recorder> recorder_;

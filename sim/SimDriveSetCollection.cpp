@@ -28,13 +28,13 @@ DriveDescription describedDrive(const RecorderDescription& recorder, uint32_t ph
 }  // namespace
 
 boost::shared_ptr<Quillon::DriveSet> SimDriveSetCollection::open(uint32_t id) {
-    recorder_->session().storage().set(id);
+    recorder_->session("DriveSetCollection::open").storage().set(id);
     return boost::make_shared<SimDriveSet>(recorder_, id);
 }
 
 Quillon::Vector<uint32_t> SimDriveSetCollection::ids() {
     Quillon::Vector<uint32_t> ids;
-    for (const uint32_t id : recorder_->session().storage().ids()) {
+    for (const uint32_t id : recorder_->session("DriveSetCollection::ids").storage().ids()) {
         ids.push_back(id);
     }
     return ids;
@@ -47,7 +47,7 @@ void SimDriveSetCollection::create(const boost::shared_ptr<Quillon::DriveSet::Cr
     if (parameters->source.drives().empty()) {
         fail("A drive set needs at least one drive.");
     }
-    auto session = recorder_->session();
+    auto session = recorder_->session("DriveSetCollection::create");
     DriveSetSettings settings{parameters->name.c_str(), parameters->firstSetting, parameters->secondSetting,
                               session.description().clusterBytes, {}};
     for (const auto& [physicalIndex, drive] : parameters->source.drives()) {
@@ -58,7 +58,7 @@ void SimDriveSetCollection::create(const boost::shared_ptr<Quillon::DriveSet::Cr
 }
 
 void SimDriveSetCollection::remove(uint32_t id) {
-    auto session = recorder_->session();
+    auto session = recorder_->session("DriveSetCollection::remove");
     session.storage().remove(id);
     session.hardware().detachDriveSet(id);
     session.publishState();

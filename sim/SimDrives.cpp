@@ -18,18 +18,18 @@ const std::vector<DriveDescription>& groupOf(const Recorder::Session& session, u
 }  // namespace
 
 uint32_t SimDriveGroupList::size() {
-    return static_cast<uint32_t>(recorder_->session().description().driveGroups.size());
+    return static_cast<uint32_t>(recorder_->session("DriveGroupList::size").description().driveGroups.size());
 }
 
 boost::shared_ptr<Quillon::DriveGroup> SimDriveGroupList::group(uint32_t index) {
-    groupOf(recorder_->session(), index);
+    groupOf(recorder_->session("DriveGroupList::group"), index);
     return boost::make_shared<SimDriveGroup>(recorder_, index);
 }
 
-uint32_t SimDriveGroup::size() { return static_cast<uint32_t>(groupOf(recorder_->session(), group_).size()); }
+uint32_t SimDriveGroup::size() { return static_cast<uint32_t>(groupOf(recorder_->session("DriveGroup::size"), group_).size()); }
 
 boost::shared_ptr<Quillon::Drive> SimDriveGroup::drive(uint32_t index) {
-    const auto session = recorder_->session();
+    const auto session = recorder_->session("DriveGroup::drive");
     const auto& drives = groupOf(session, group_);
     if (index >= drives.size()) {
         fail("Drive group " + std::to_string(group_) + " has no drive " + std::to_string(index) + ".");

@@ -1,8 +1,13 @@
 #include "sim/SimPort.h"
 
 #include "hardware/library/Buffer.h"
+#include "hardware/library/Frame.h"
 #include "sim/Errors.h"
+#include "sim/FramePattern.h"
 #include "sim/SimDataDescriptor.h"
+#include "sim/SimSerialPort.h"
+
+#include <boost/make_shared.hpp>
 
 #include <algorithm>
 
@@ -18,94 +23,138 @@ Common::Buffer& checkedBuffer(const boost::shared_ptr<Common::Buffer>& buffer) {
 
 }  // namespace
 
-Quillon::String SimPort::name() { return description().name.c_str(); }
+Quillon::String SimPort::name() { return description("Port::name").name.c_str(); }
 
-bool SimPort::isCameraDetected() { return description().cameraDetected; }
+bool SimPort::isCameraDetected() { return description("Port::isCameraDetected").cameraDetected; }
 
 void SimPort::setDataDescriptor(const boost::shared_ptr<Quillon::DataDescriptor>& descriptor) {
     const auto* own = dynamic_cast<const SimDataDescriptor*>(descriptor.get());
     if (own == nullptr) {
         fail("A data descriptor must come from this library's factory.");
     }
-    auto session = recorder_->session();
+    auto session = recorder_->session("Port::setDataDescriptor");
     session.portDescription(index_);
     session.hardware().port(index_).descriptor = std::make_shared<const SimDataDescriptor>(*own);
     session.publishState();
 }
 
 void SimPort::startGrab(const Quillon::GrabOptions&, uint32_t) {
-    auto session = recorder_->session();
+    auto session = recorder_->session("Port::startGrab");
     session.portDescription(index_);
-    session.hardware().port(index_).grabbing = true;
+    PortState& port = session.hardware().port(index_);
+    port.grabbing = true;
+    port.live->start();
     session.publishState();
 }
 
 void SimPort::stopGrab() {
-    auto session = recorder_->session();
+    auto session = recorder_->session("Port::stopGrab");
     session.portDescription(index_);
-    session.hardware().port(index_).grabbing = false;
+    PortState& port = session.hardware().port(index_);
+    port.grabbing = false;
+    port.live->interrupt();
     session.publishState();
 }
 
 bool SimPort::isGrabbing() {
-    auto session = recorder_->session();
+    auto session = recorder_->session("Port::isGrabbing");
     session.portDescription(index_);
     return session.hardware().port(index_).grabbing;
 }
 
-void SimPort::grab(boost::shared_ptr<Common::Frame>&, uint32_t, bool, bool, bool, bool, bool) {
-    notSimulatedYet("Port::grab");
+void SimPort::grab(boost::shared_ptr<Common::Frame>& frame, uint32_t timeout, bool, bool, bool, bool, bool) {
+    frame.reset();
+    std::shared_ptr<LiveCamera> camera;
+    std::string portName;
+    FrameSize size;
+    uint32_t bitDepth = 16;
+    double rate = 0.0;
+    {
+        auto session = recorder_->session("Port::grab");
+        const PortDescription& description = session.portDescription(index_);
+        const PortState& port = session.hardware().port(index_);
+        if (!port.grabbing) {
+            return;
+        }
+        const std::optional<FrameSize> declared = port.descriptor ? port.descriptor->frameSize() : std::nullopt;
+        if (!declared) {
+            fail("Port " + description.name + " has no data descriptor with a frame size.");
+        }
+        camera = port.live;
+        portName = description.name;
+        size = *declared;
+        bitDepth = deliveredBitDepth(description, port);
+        rate = session.frameRate(index_);
+    }
+    // The wait holds the camera's own lock only.
+    const std::optional<uint64_t> number = camera->waitForFrame(std::chrono::milliseconds(timeout), rate, portName);
+    if (!number) {
+        return;
+    }
+    auto buffer = boost::make_shared<Common::Buffer>(frameBytes(size.width, size.height, bitDepth));
+    fillFrame(buffer->data(), index_, *number, size.width, size.height, bitDepth);
+    frame = boost::make_shared<Common::Frame>(boost::make_shared<Common::DataType>(size.width, size.height, bitDepth),
+                                              buffer);
 }
 
-void SimPort::interruptGrab() { notSimulatedYet("Port::interruptGrab"); }
+void SimPort::interruptGrab() {
+    std::shared_ptr<LiveCamera> camera;
+    {
+        auto session = recorder_->session("Port::interruptGrab");
+        session.portDescription(index_);
+        camera = session.hardware().port(index_).live;
+    }
+    camera->interrupt();
+}
 
-bool SimPort::hasSerial() { return description().hasSerial; }
+bool SimPort::hasSerial() { return description("Port::hasSerial").hasSerial; }
 
-boost::shared_ptr<Quillon::SerialPort> SimPort::serial() { notSimulatedYet("Port::serial"); }
+boost::shared_ptr<Quillon::SerialPort> SimPort::serial() {
+    SimSerialPort::channel(*recorder_, index_, "Port::serial");
+    return boost::make_shared<SimSerialPort>(recorder_, index_);
+}
 
 double SimPort::measuredFrameRate() {
-    auto session = recorder_->session();
-    const PortDescription& port = session.portDescription(index_);
-    if (!port.cameraDetected) {
-        return 0.0;
-    }
-    if (port.cameraAsleep && !session.hardware().port(index_).memory.acquisitionStarted()) {
-        return 0.0;
-    }
-    return port.measuredFrameRate;
+    auto session = recorder_->session("Port::measuredFrameRate");
+    session.portDescription(index_);
+    return session.frameRate(index_);
 }
 
-uint32_t SimPort::linkMode() { return description().linkMode; }
+uint32_t SimPort::linkMode() { return description("Port::linkMode").linkMode; }
 
 void SimPort::writeMemory(const boost::shared_ptr<Common::Buffer>& buffer, uint32_t address, uint32_t) {
     Common::Buffer& source = checkedBuffer(buffer);
-    auto session = recorder_->session();
+    auto session = recorder_->session("Port::writeMemory");
     cameraMemory(session).write(address, source.data(), source.size());
     session.publishState();
 }
 
 void SimPort::readMemory(const boost::shared_ptr<Common::Buffer>& buffer, uint32_t address, uint32_t) {
     Common::Buffer& target = checkedBuffer(buffer);
-    auto session = recorder_->session();
+    auto session = recorder_->session("Port::readMemory");
     const std::vector<uint8_t> bytes = cameraMemory(session).read(address, target.size());
     std::copy(bytes.begin(), bytes.end(), target.data());
 }
 
-bool SimPort::hasBitDepthSetting() { return description().hasBitDepthSetting; }
+bool SimPort::hasBitDepthSetting() { return description("Port::hasBitDepthSetting").hasBitDepthSetting; }
 
 void SimPort::setBitDepth(uint32_t bitDepth) {
-    auto session = recorder_->session();
-    if (!session.portDescription(index_).hasBitDepthSetting) {
-        fail("Port " + session.portDescription(index_).name + " has no bit depth setting.");
+    auto session = recorder_->session("Port::setBitDepth");
+    const PortDescription& port = session.portDescription(index_);
+    if (!port.hasBitDepthSetting) {
+        fail("Port " + port.name + " has no bit depth setting.");
+    }
+    if (bitDepth < 8 || bitDepth > 16) {
+        fail("Port " + port.name + " delivers 8 to 16 bits per pixel, not " + std::to_string(bitDepth) + ".");
     }
     session.hardware().port(index_).bitDepth = bitDepth;
     session.publishState();
 }
 
-bool SimPort::hasPackingSetting() { return description().hasPackingSetting; }
+bool SimPort::hasPackingSetting() { return description("Port::hasPackingSetting").hasPackingSetting; }
 
 void SimPort::setPacking(uint32_t packing) {
-    auto session = recorder_->session();
+    auto session = recorder_->session("Port::setPacking");
     if (!session.portDescription(index_).hasPackingSetting) {
         fail("Port " + session.portDescription(index_).name + " has no packing setting.");
     }
@@ -113,7 +162,9 @@ void SimPort::setPacking(uint32_t packing) {
     session.publishState();
 }
 
-PortDescription SimPort::description() { return recorder_->session().portDescription(index_); }
+PortDescription SimPort::description(const char* operation) {
+    return recorder_->session(operation).portDescription(index_);
+}
 
 CameraMemory& SimPort::cameraMemory(Recorder::Session& session) {
     const PortDescription& port = session.portDescription(index_);

@@ -36,7 +36,7 @@ public:
     void setPacking(uint32_t packing) override;
 
 private:
-    PortDescription description();
+    PortDescription description(const char* operation);
     // Camera memory answers only with a camera on the port.
     CameraMemory& cameraMemory(Recorder::Session& session);
 

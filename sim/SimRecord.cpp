@@ -2,31 +2,44 @@
 
 #include "sim/Errors.h"
 #include "sim/OwnHandle.h"
+#include "sim/RecordController.h"
 #include "sim/SimDriveSet.h"
 #include "sim/SimPort.h"
 
+#include <boost/make_shared.hpp>
+
 namespace sim {
 
-uint32_t SimRecord::addPort(const boost::shared_ptr<Quillon::Port>&, uint64_t, uint32_t,
+uint32_t SimRecord::addPort(const boost::shared_ptr<Quillon::Port>& port, uint64_t timestamp, uint32_t,
                             const boost::optional<uint64_t>&, const Quillon::String&) {
-    notSimulatedYet("Record::addPort");
+    const uint32_t portIndex = portIndexOf(port);
+    auto session = recorder_->session("Record::addPort");
+    session.portDescription(portIndex);
+    return session.record().addPort(portIndex, timestamp);
 }
 
-void SimRecord::start(uint32_t) { notSimulatedYet("Record::start"); }
-
-uint32_t SimRecord::stopPort(const boost::shared_ptr<Quillon::Port>&, uint32_t) {
-    notSimulatedYet("Record::stopPort");
+void SimRecord::start(uint32_t) {
+    auto session = recorder_->session("Record::start");
+    session.record().start(session);
 }
 
-boost::shared_ptr<Quillon::Record::Status> SimRecord::status(const boost::shared_ptr<Quillon::Port>&) {
-    notSimulatedYet("Record::status");
+uint32_t SimRecord::stopPort(const boost::shared_ptr<Quillon::Port>& port, uint32_t) {
+    const uint32_t portIndex = portIndexOf(port);
+    auto session = recorder_->session("Record::stopPort");
+    return session.record().stopPort(session, portIndex);
+}
+
+boost::shared_ptr<Quillon::Record::Status> SimRecord::status(const boost::shared_ptr<Quillon::Port>& port) {
+    const uint32_t portIndex = portIndexOf(port);
+    auto session = recorder_->session("Record::status");
+    return boost::make_shared<Status>(session.record().status(portIndex));
 }
 
 void SimRecord::attachDriveSet(const boost::shared_ptr<Quillon::DriveSet>& driveSet,
                                const boost::shared_ptr<Quillon::Port>& port) {
     const uint32_t setId = ownHandle<SimDriveSet>(driveSet, *recorder_, "The drive set").id();
-    const uint32_t portIndex = ownHandle<SimPort>(port, *recorder_, "The port").index();
-    auto session = recorder_->session();
+    const uint32_t portIndex = portIndexOf(port);
+    auto session = recorder_->session("Record::attachDriveSet");
     session.portDescription(portIndex);
     session.storage().set(setId);
     session.hardware().port(portIndex).driveSet = setId;
@@ -34,11 +47,15 @@ void SimRecord::attachDriveSet(const boost::shared_ptr<Quillon::DriveSet>& drive
 }
 
 void SimRecord::detachPort(const boost::shared_ptr<Quillon::Port>& port) {
-    const uint32_t portIndex = ownHandle<SimPort>(port, *recorder_, "The port").index();
-    auto session = recorder_->session();
+    const uint32_t portIndex = portIndexOf(port);
+    auto session = recorder_->session("Record::detachPort");
     session.portDescription(portIndex);
     session.hardware().port(portIndex).driveSet.reset();
     session.publishState();
+}
+
+uint32_t SimRecord::portIndexOf(const boost::shared_ptr<Quillon::Port>& port) const {
+    return ownHandle<SimPort>(port, *recorder_, "The port").index();
 }
 
 }  // namespace sim

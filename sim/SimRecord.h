@@ -6,8 +6,7 @@
 
 namespace sim {
 
-// The recording controller. Which port records to which drive set is kept; recording itself
-// comes later.
+// A handle of the recorder's recording controller, which all handles share.
 class SimRecord : public Quillon::Record {
 public:
     explicit SimRecord(std::shared_ptr<Recorder> recorder) : recorder_(std::move(recorder)) {}
@@ -22,6 +21,8 @@ public:
     void detachPort(const boost::shared_ptr<Quillon::Port>& port) override;
 
 private:
+    uint32_t portIndexOf(const boost::shared_ptr<Quillon::Port>& port) const;
+
     std::shared_ptr<Recorder> recorder_;
 };
 

@@ -8,12 +8,12 @@
 namespace sim {
 
 boost::shared_ptr<Quillon::DriveSetCollection> SimStorage::driveSets() {
-    recorder_->requireConnected();
+    recorder_->requireConnected("Storage::driveSets");
     return boost::make_shared<SimDriveSetCollection>(recorder_);
 }
 
 boost::shared_ptr<Quillon::DriveGroupList> SimStorage::driveGroups() {
-    recorder_->requireConnected();
+    recorder_->requireConnected("Storage::driveGroups");
     return boost::make_shared<SimDriveGroupList>(recorder_);
 }
 

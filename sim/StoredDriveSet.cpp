@@ -74,11 +74,24 @@ uint64_t StoredDriveSet::usedBytes() const {
 std::vector<uint32_t> StoredDriveSet::recordingIds() const {
     std::vector<uint32_t> ids;
     for (const auto& [id, file] : files_) {
-        if (file.name.empty()) {
+        if (file.name.empty() && !file.recording) {
             ids.push_back(id);
         }
     }
     return ids;
+}
+
+bool StoredDriveSet::isRecordedTo() const {
+    return std::any_of(files_.begin(), files_.end(), [](const auto& entry) { return entry.second.recording; });
+}
+
+uint32_t StoredDriveSet::incompleteFileId() const {
+    for (const auto& [id, file] : files_) {
+        if (!file.complete && !file.recording) {
+            return id;
+        }
+    }
+    return 0;
 }
 
 uint32_t StoredDriveSet::findFile(const std::string& name) const {
@@ -105,10 +118,8 @@ uint32_t StoredDriveSet::createFile(const std::string& name, uint64_t sizeCluste
     if (findFile(name) != 0) {
         fail(describe() + " already has a file named \"" + name + "\".");
     }
-    const uint64_t used = usedBytes();
-    const uint64_t freeBlocks = used < totalBytes() ? (totalBytes() - used) / blockBytes() : 0;
-    if (sizeClusters > freeBlocks) {
-        fail(describe() + " has room for " + std::to_string(freeBlocks) + " clusters, not " +
+    if (sizeClusters > freeBlocks()) {
+        fail(describe() + " has room for " + std::to_string(freeBlocks()) + " clusters, not " +
              std::to_string(sizeClusters) + ".");
     }
     const uint32_t fileId = nextFileId_;
@@ -121,12 +132,59 @@ uint32_t StoredDriveSet::createFile(const std::string& name, uint64_t sizeCluste
 }
 
 void StoredDriveSet::removeFile(uint32_t fileId) {
-    file(fileId);
+    if (file(fileId).recording) {
+        fail("File " + std::to_string(fileId) + " of " + describe() + " is being recorded.");
+    }
     files_.erase(fileId);
     save();
     std::error_code ignored;
     fs::remove(dataPath(fileId), ignored);
     fs::remove(metadataPath(fileId), ignored);
+    fs::remove(streamsPath(fileId), ignored);
+}
+
+uint32_t StoredDriveSet::createRecording(uint64_t timestamp, const std::vector<StoredStream>& streams) {
+    const uint32_t fileId = nextFileId_;
+    FileDescriptor(dataPath(fileId), O_RDWR | O_CREAT | O_TRUNC);
+    writeJsonFile(streamsPath(fileId), streamsToJson(streams));
+    files_.emplace(fileId, StoredFile{fileId, "", 0, timestamp, false, true});
+    ++nextFileId_;
+    save();
+    return fileId;
+}
+
+std::optional<uint64_t> StoredDriveSet::reserveBlocks(uint32_t fileId, uint64_t count) {
+    StoredFile& stored = recordingFile(fileId);
+    if (count > freeBlocks()) {
+        return std::nullopt;
+    }
+    const uint64_t first = stored.sizeClusters;
+    stored.sizeClusters += count;
+    return first;
+}
+
+void StoredDriveSet::completeRecording(uint32_t fileId, const std::vector<StoredStream>& streams) {
+    file(fileId);
+    StoredFile& stored = files_.at(fileId);
+    if (stored.complete) {
+        fail("File " + std::to_string(fileId) + " of " + describe() + " is complete already.");
+    }
+    writeJsonFile(streamsPath(fileId), streamsToJson(streams));
+    stored.complete = true;
+    stored.recording = false;
+    save();
+}
+
+std::vector<StoredStream> StoredDriveSet::streams(uint32_t fileId) const {
+    if (!file(fileId).name.empty()) {
+        return {};
+    }
+    const fs::path path = streamsPath(fileId);
+    try {
+        return streamsFromJson(readJsonFile(path));
+    } catch (const json::exception& e) {
+        fail(path.string() + ": " + e.what());
+    }
 }
 
 void StoredDriveSet::readBlock(uint32_t fileId, uint64_t block, void* target) const {
@@ -177,6 +235,24 @@ fs::path StoredDriveSet::metadataPath(uint32_t fileId) const {
     return folder_ / ("file-" + std::to_string(fileId) + ".meta");
 }
 
+fs::path StoredDriveSet::streamsPath(uint32_t fileId) const {
+    return folder_ / ("file-" + std::to_string(fileId) + ".streams");
+}
+
+uint64_t StoredDriveSet::freeBlocks() const {
+    const uint64_t used = usedBytes();
+    return used < totalBytes() ? (totalBytes() - used) / blockBytes() : 0;
+}
+
+StoredFile& StoredDriveSet::recordingFile(uint32_t fileId) {
+    file(fileId);
+    StoredFile& stored = files_.at(fileId);
+    if (!stored.recording) {
+        fail("File " + std::to_string(fileId) + " of " + describe() + " is not being recorded.");
+    }
+    return stored;
+}
+
 void StoredDriveSet::load() {
     const fs::path path = folder_ / IndexFileName;
     const json index = readJsonFile(path);
@@ -184,8 +260,9 @@ void StoredDriveSet::load() {
         settings_ = settingsFromJson(index);
         nextFileId_ = index.at("nextFileId").get<uint32_t>();
         for (const json& entry : index.at("files")) {
-            const StoredFile stored{entry.at("id").get<uint32_t>(), entry.at("name").get<std::string>(),
-                                    entry.at("sizeClusters").get<uint64_t>(), entry.at("timestamp").get<uint64_t>()};
+            StoredFile stored{entry.at("id").get<uint32_t>(), entry.at("name").get<std::string>(),
+                              entry.at("sizeClusters").get<uint64_t>(), entry.at("timestamp").get<uint64_t>(),
+                              entry.value("complete", true), false};
             files_.emplace(stored.id, stored);
         }
     } catch (const json::exception& e) {
@@ -194,13 +271,24 @@ void StoredDriveSet::load() {
     if (settings_.drives.empty() || settings_.clusterBytes == 0) {
         fail(path.string() + ": a drive set needs drives and a cluster size");
     }
+    // A recording that was cut off grew beyond the size that the index knows.
+    for (auto& [id, stored] : files_) {
+        if (!stored.complete) {
+            std::error_code error;
+            const uint64_t bytes = fs::file_size(dataPath(id), error);
+            stored.sizeClusters = error ? 0 : (bytes + blockBytes() - 1) / blockBytes();
+        }
+    }
 }
 
 void StoredDriveSet::save() const {
     json files = json::array();
     for (const auto& [id, stored] : files_) {
-        files.push_back(
-            {{"id", id}, {"name", stored.name}, {"sizeClusters", stored.sizeClusters}, {"timestamp", stored.timestamp}});
+        files.push_back({{"id", id},
+                         {"name", stored.name},
+                         {"sizeClusters", stored.sizeClusters},
+                         {"timestamp", stored.timestamp},
+                         {"complete", stored.complete}});
     }
     json index = settingsToJson(settings_);
     index["nextFileId"] = nextFileId_;

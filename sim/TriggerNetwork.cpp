@@ -8,10 +8,6 @@ namespace sim {
 namespace trigger {
 namespace {
 
-constexpr uint32_t SoftwareSource = 0;
-constexpr uint32_t ExternalInput = 2;
-constexpr uint32_t RecordControl = 19;
-
 using Tag = Quillon::ParameterValue;
 
 const std::map<std::string, uint32_t>& recordControlParameters() {
@@ -81,6 +77,47 @@ nlohmann::json TriggerElementState::toJson() const {
                                                        {"variant", input.variant}};
     }
     return {{"parameters", parameterValues}, {"inputs", inputValues}};
+}
+
+TriggerSettings TriggerSettings::of(const TriggerElementState* recordControl) {
+    TriggerSettings settings;
+    if (recordControl == nullptr) {
+        return settings;
+    }
+    const auto& parameters = recordControl->parameters;
+    const auto flag = [&](const char* name) {
+        const auto found = parameters.find(name);
+        return found != parameters.end() && found->second.asBoolean();
+    };
+    const auto number = [&](const char* name) {
+        const auto found = parameters.find(name);
+        return found == parameters.end() ? 0 : found->second.asUnsigned64();
+    };
+    settings.startEnable = flag("Start Enable");
+    settings.stopEnable = flag("Stop Enable");
+    settings.pretriggerEnable = flag("Pretrigger Enable");
+    settings.pretriggerMicroseconds = number("Pretrigger Loop Time Value");
+    settings.softwareStartTrigger = flag("Software Start Trigger");
+    if (flag("Stop Frame Count Enable")) {
+        settings.stopFrameCount = static_cast<uint32_t>(number("Stop Frame Count Value"));
+    }
+    if (flag("Stop Time Enable")) {
+        settings.stopMicroseconds = number("Stop Time Value");
+    }
+    if (const auto start = recordControl->inputs.find(0); start != recordControl->inputs.end()) {
+        settings.startInput = start->second;
+    }
+    if (const auto stop = recordControl->inputs.find(1); stop != recordControl->inputs.end()) {
+        settings.stopInput = stop->second;
+    }
+    return settings;
+}
+
+bool TriggerSettings::reaches(const std::optional<Input>& input, uint32_t sourceKind, bool variant) {
+    if (!input || input->sourceKind != sourceKind) {
+        return false;
+    }
+    return sourceKind == trigger::SoftwareSource || input->variant == variant;
 }
 
 }  // namespace sim

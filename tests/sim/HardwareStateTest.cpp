@@ -146,23 +146,5 @@ TEST_F(HardwareState, PixelFormatAndGrabSettingsArePublished) {
     EXPECT_EQ(libraryError([&] { device->port(0)->setPacking(0); }), "Port A1 has no packing setting.");
 }
 
-TEST_F(HardwareState, OperationsOfLaterWorkSayTheyAreNotSimulatedYet) {
-    const auto device = recorderA();
-    const auto port = device->port(0);
-    const auto record = device->record();
-    const auto set = createDriveSetOfAllDrives(*device);
-    boost::shared_ptr<Common::Frame> frame;
-    EXPECT_EQ(libraryError([&] { record->addPort(port, 0, 1, boost::none, ""); }),
-              "Record::addPort: not simulated yet");
-    EXPECT_EQ(libraryError([&] { record->start(0); }), "Record::start: not simulated yet");
-    EXPECT_EQ(libraryError([&] { record->stopPort(port, 0); }), "Record::stopPort: not simulated yet");
-    EXPECT_EQ(libraryError([&] { record->status(port); }), "Record::status: not simulated yet");
-    EXPECT_EQ(libraryError([&] { set->recover(1); }), "DriveSet::recover: not simulated yet");
-    EXPECT_EQ(libraryError([&] { port->grab(frame, 5000, true, false, true, false, true); }),
-              "Port::grab: not simulated yet");
-    EXPECT_EQ(libraryError([&] { port->interruptGrab(); }), "Port::interruptGrab: not simulated yet");
-    EXPECT_EQ(libraryError([&] { port->serial(); }), "Port::serial: not simulated yet");
-}
-
 }  // namespace
 }  // namespace tavu::test

@@ -1,0 +1,102 @@
+#include "sim/RecordController.h"
+
+#include "sim/Errors.h"
+#include "sim/Recording.h"
+
+#include <algorithm>
+
+namespace sim {
+
+RecordController::~RecordController() {
+    for (const auto& recording : recordings_) {
+        recording->end();
+    }
+}
+
+uint32_t RecordController::addPort(uint32_t portIndex, uint64_t timestamp) {
+    const uint32_t streamId = nextStreamId_++;
+    added_[portIndex] = Added{streamId, timestamp};
+    return streamId;
+}
+
+void RecordController::start(Recorder::Session& session) {
+    if (added_.empty()) {
+        fail("Recorder " + session.description().name + " has no port added to record.");
+    }
+    const std::map<uint32_t, std::vector<StoredStream>> sets = streamsBySet(session);
+    const TriggerSettings trigger =
+        TriggerSettings::of(session.hardware().findTriggerElement(trigger::RecordControl));
+    for (const auto& [setId, streams] : sets) {
+        StoredDriveSet& set = session.storage().set(setId);
+        const uint32_t fileId = set.createRecording(streams.front().timestamp, streams);
+        recordings_.push_back(std::make_shared<Recording>(recorder_, setId, fileId, set.dataPath(fileId),
+                                                          set.blockBytes(), streams, trigger));
+    }
+    added_.clear();
+}
+
+uint32_t RecordController::stopPort(Recorder::Session& session, uint32_t portIndex) {
+    const std::shared_ptr<Recording> recording = recordingOf(portIndex);
+    if (!recording) {
+        return 0;
+    }
+    recording->requestStop(portIndex);
+    recording->changed().wait(session.lock(), [&] { return recording->isClosed(portIndex); });
+    lastStatus_[portIndex] = recording->status(portIndex);
+    const auto listed = std::find(recordings_.begin(), recordings_.end(), recording);
+    if (recording->allClosed() && listed != recordings_.end()) {
+        recordings_.erase(listed);
+        session.storage().set(recording->setId()).completeRecording(recording->fileId(), recording->streams());
+    }
+    return recording->fileId();
+}
+
+Quillon::Record::Status RecordController::status(uint32_t portIndex) const {
+    if (const std::shared_ptr<Recording> recording = recordingOf(portIndex)) {
+        return recording->status(portIndex);
+    }
+    if (const auto last = lastStatus_.find(portIndex); last != lastStatus_.end()) {
+        return last->second;
+    }
+    Quillon::Record::Status idle;
+    idle.finished = true;
+    return idle;
+}
+
+void RecordController::pulse(uint32_t sourceKind, bool variant) {
+    for (const auto& recording : recordings_) {
+        recording->pulse(sourceKind, variant);
+    }
+}
+
+std::shared_ptr<Recording> RecordController::recordingOf(uint32_t portIndex) const {
+    const auto found = std::find_if(recordings_.begin(), recordings_.end(),
+                                    [&](const auto& recording) { return recording->records(portIndex); });
+    return found == recordings_.end() ? nullptr : *found;
+}
+
+std::map<uint32_t, std::vector<StoredStream>> RecordController::streamsBySet(Recorder::Session& session) const {
+    std::map<uint32_t, std::vector<StoredStream>> sets;
+    for (const auto& [portIndex, added] : added_) {
+        const PortDescription& description = session.portDescription(portIndex);
+        const PortState& port = session.hardware().port(portIndex);
+        if (recordingOf(portIndex)) {
+            fail("Port " + description.name + " is still recording.");
+        }
+        const std::optional<FrameSize> size = port.descriptor ? port.descriptor->frameSize() : std::nullopt;
+        if (!size) {
+            fail("Port " + description.name + " has no data descriptor with a frame size.");
+        }
+        if (!port.driveSet) {
+            fail("Port " + description.name + " is not attached to a drive set.");
+        }
+        if (session.storage().set(*port.driveSet).blockBytes() <= BlockHeader::Bytes) {
+            fail("Blocks of drive set " + std::to_string(*port.driveSet) + " are too small to record to.");
+        }
+        sets[*port.driveSet].push_back(StoredStream{added.streamId, description.name, portIndex, size->width,
+                                                    size->height, added.timestamp, 0, {}});
+    }
+    return sets;
+}
+
+}  // namespace sim

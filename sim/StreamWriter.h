@@ -1,0 +1,45 @@
+#pragma once
+#include "sim/Files.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace sim {
+
+// Lays the frames of one stream into blocks of its recording's file: frames go back to back into
+// a block in memory, and each block goes to the file whole once it is full, so a stream holds no
+// more than one block in memory. Blocks are reserved in the drive set before a frame goes in, so
+// that a frame that was taken is also one that reaches the drive.
+class StreamWriter {
+public:
+    // Grows the file by `count` blocks and gives the first of them; none when the set is full.
+    using Reserve = std::function<std::optional<uint64_t>(uint64_t count)>;
+
+    StreamWriter(const FileDescriptor& file, uint64_t blockBytes, uint32_t streamId, Reserve reserve);
+
+    // False, with nothing taken, when the set has no room for the frame.
+    bool append(const uint8_t* frame, uint64_t size);
+    // Writes the block that is partly filled.
+    void flush();
+
+    uint64_t frames() const { return frames_; }
+    const std::vector<uint64_t>& blocks() const { return blocks_; }
+
+private:
+    uint64_t payloadBytes() const { return block_.size() - headerBytes(); }
+    static uint64_t headerBytes();
+    void writeBlock();
+
+    const FileDescriptor& file_;
+    uint32_t streamId_;
+    Reserve reserve_;
+    std::vector<uint8_t> block_;
+    uint64_t filled_ = 0;           // frame bytes in block_
+    std::vector<uint64_t> blocks_;  // reserved, in stream order; those from written_ on are not yet written
+    uint64_t written_ = 0;
+    uint64_t frames_ = 0;
+};
+
+}  // namespace sim
