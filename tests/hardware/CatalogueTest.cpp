@@ -77,8 +77,6 @@ TEST_F(Catalogue, SavingUnderATakenNameNumbersItAndRenamingDoesNot) {
 
     recorder.tavu->renameFile(fileId, 1, "a(2)(1)");
     EXPECT_EQ(thrownText([&] { recorder.tavu->renameFile(fileId, 7, "x"); }), "File not found.");
-    EXPECT_EQ(thrownText([&] { recorder.tavu->setFileInfo(fileId, 7, "x", 1, 1, 1, 0, 0, 0, 0); }),
-              "File not found.");
     recorder.restart();
     recorder.connect();
     EXPECT_EQ(listedNames(), (std::vector<std::string>{"a(2)(1)", "a(2)(1)"}));

@@ -68,7 +68,7 @@ protected:
     Ptr<Nice<MockFrameSequence>> sequence = boost::make_shared<Nice<MockFrameSequence>>();
 };
 
-TEST_F(Playback, SlotsShareOneReaderAndAreReusedLowestFirst) {
+TEST_F(Playback, SlotsShareOneReaderAreReusedLowestFirstAndBarRemoval) {
     // Opened once for both slots, and again only after the last of them closed.
     EXPECT_CALL(*recorder.driveSet, openFile(FileId)).Times(2);
     EXPECT_CALL(*file, streamById(StreamId)).Times(2);
@@ -81,18 +81,13 @@ TEST_F(Playback, SlotsShareOneReaderAndAreReusedLowestFirst) {
     recorder.tavu->closeFile(0);
     EXPECT_EQ(thrownText([&] { recorder.tavu->closeFile(0); }), "Invalid file id.");
     EXPECT_EQ(open(), 0u);
-    recorder.tavu->closeFile(0);
     recorder.tavu->closeFile(1);
-    EXPECT_EQ(open(), 0u);
-}
-
-TEST_F(Playback, AnOpenStreamCannotBeRemoved) {
-    open();
-    EXPECT_CALL(*recorder.driveSet, removeFile(FileId)).Times(0);
     EXPECT_EQ(thrownText([&] { recorder.tavu->removeFile(FileId, StreamId); }), "Can't remove file, file is open.");
-    testing::Mock::VerifyAndClearExpectations(recorder.driveSet.get());
-
     recorder.tavu->closeFile(0);
+    EXPECT_EQ(open(), 0u);
+    recorder.tavu->closeFile(0);
+    testing::Mock::VerifyAndClearExpectations(recorder.driveSet.get());
+    // Its last stream gone, the drive file goes too.
     EXPECT_CALL(*recorder.driveSet, removeFile(FileId));
     recorder.tavu->removeFile(FileId, StreamId);
 }
