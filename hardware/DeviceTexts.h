@@ -8,6 +8,5 @@ inline constexpr const char* kInvalidPortIndex = "Invalid port index.";
 inline constexpr const char* kNoDriveSet = "no drive set.";
 inline constexpr const char* kNoDriveSetCapital = "No drive set.";
 inline constexpr const char* kVirtualCannotRecord = "Virtual devices cannot record.";
-inline constexpr const char* kNotOnRecordersYet = "Not available on recorders yet.";
 
 }  // namespace tavu

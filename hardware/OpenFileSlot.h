@@ -1,4 +1,5 @@
 #pragma once
+#include "hardware/OpenHandles.h"
 #include "service/SharedRegion.h"
 
 #include <cstdint>
@@ -15,6 +16,8 @@ struct OpenFileSlot {
     uint32_t streamId = 0;
     // One frame of shared memory, which readFrame fills.
     SharedRegion region;
+    // The stream's reader, shared with other slots that play the same stream; empty while closed.
+    OpenStreamShare stream;
     uint16_t width = 0;
     uint16_t height = 0;
     uint64_t numFrames = 0;

@@ -12,6 +12,7 @@
 #include <boost/shared_ptr.hpp>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -28,8 +29,8 @@ namespace tavu {
 // The sources are split by concern: STavuDevice.cpp (connection and enquiries),
 // STavuDevicePorts.cpp (port description and drive set setup), STavuDevicePairing.cpp (pairing,
 // configuration and the record files), STavuDeviceRecording.cpp (recording and its stop),
-// STavuDeviceRecovery.cpp, STavuDeviceFiles.cpp (catalogue, playback and live view) and
-// STavuDeviceSerial.cpp (serial and registers).
+// STavuDeviceRecovery.cpp, STavuDeviceFiles.cpp (the catalogue), STavuDevicePlayback.cpp,
+// STavuDeviceLive.cpp and STavuDeviceSerial.cpp (serial and registers).
 class STavuDevice : public HardwareDevice {
 public:
     STavuDevice() = default;
@@ -133,6 +134,20 @@ private:
     bool hasIncompleteFileNow(Quillon::Device& device);
     void scanCatalogue(Quillon::Device& device);
 
+    // The catalogue and the drive files held open.
+    // Shares the device's entry for the file, opening the file when none is held.
+    DriveFileShare acquireDriveFile(uint32_t fileId);
+    // Edits the metadata record of the pair in its drive file, then the catalogue's copy if there
+    // is one. Throws "File not found." when the file's metadata lacks the pair.
+    void editRecord(uint32_t fileId, uint32_t streamId, const std::function<void(FileRecord&)>& change);
+    // `name`, or the first of name(1), name(2), ... that no recording of the catalogue bears.
+    std::string unusedName(const std::string& name) const;
+
+    // Playback. Throws "Invalid file id." for an id that is not open.
+    OpenFileSlot& openSlot(uint32_t openFileId);
+    OpenFileSlot& freeSlot();
+    OpenStreamShare acquireStream(DriveFileHandle& file, uint32_t streamId);
+
     // Describes the port to the recorder and ties it to the drive set, making the set if there is
     // none; then stores the values in the port.
     void configurePort(Quillon::Device& device, uint32_t port, uint16_t width, uint16_t height,
@@ -164,6 +179,8 @@ private:
     boost::shared_ptr<Quillon::DeviceCollection> collection_;
     std::unique_ptr<PortState[]> ports_;
     uint64_t portCount_ = 0;
+    // Before the slots, which hold shares of its entries.
+    OpenHandles handles_;
     std::vector<OpenFileSlot> openFiles_;
     std::vector<FileRecord> catalogue_;
     // Capacity of the drive set at the start of a recording, for the estimate of percentUsed.

@@ -1,16 +1,70 @@
-// The catalogue of recordings on the drive set, and playback.
+// The catalogue of recordings on the drive set. The metadata block of each drive file is the
+// truth; the catalogue is its copy in memory, rebuilt at each connection and kept in step by
+// every change.
 #include "hardware/STavuDevice.h"
 
 #include "hardware/DeviceTexts.h"
 #include "hardware/DriveSetFiles.h"
 #include "hardware/DriveSets.h"
 #include "hardware/library/Buffer.h"
+#include "records/InfoRecord.h"
 #include "records/MetaRecord.h"
 
 #include <algorithm>
 #include <stdexcept>
 
 namespace tavu {
+
+namespace {
+
+auto isPair(uint32_t fileId, uint32_t streamId) {
+    return [=](const FileRecord& file) { return file.fileId == fileId && file.streamId == streamId; };
+}
+
+// The metadata of a file that the device holds open, read against the release of the handle.
+boost::shared_ptr<Common::Buffer> readHeldMetadata(DriveFileHandle& handle) {
+    std::lock_guard guard(handle.mutex);
+    return handle.file->readMetadata();
+}
+
+std::vector<FileRecord> parseMetadata(Common::Buffer& metadata) {
+    std::vector<FileRecord> records;
+    readMetaList(records, metadata.data(), metadata.size());
+    return records;
+}
+
+// The list goes back over the bytes it came from, in a buffer of unchanged size.
+void storeMetadata(Quillon::DriveFile& file, const boost::shared_ptr<Common::Buffer>& metadata,
+                   const std::vector<FileRecord>& records) {
+    writeMetaList(records, metadata->data(), metadata->size());
+    file.writeMetadata(metadata);
+}
+
+void eraseFirst(std::vector<FileRecord>& records, uint32_t fileId, uint32_t streamId) {
+    auto record = std::ranges::find_if(records, isPair(fileId, streamId));
+    if (record != records.end()) {
+        records.erase(record);
+    }
+}
+
+// Takes the pair out of the file's metadata. A drive file goes with its last stream.
+void removeStoredRecord(Quillon::DriveSet& driveSet, uint32_t fileId, uint32_t streamId) {
+    boost::shared_ptr<Quillon::DriveFile> file = driveSet.openFile(fileId);
+    boost::shared_ptr<Common::Buffer> metadata = file->readMetadata();
+    std::vector<FileRecord> records = parseMetadata(*metadata);
+    auto record = std::ranges::find_if(records, isPair(fileId, streamId));
+    if (record == records.end()) {
+        return;
+    }
+    records.erase(record);
+    storeMetadata(*file, metadata, records);
+    if (records.empty()) {
+        file.reset();
+        driveSet.removeFile(fileId);
+    }
+}
+
+}  // namespace
 
 void STavuDevice::scanCatalogue(Quillon::Device& device) {
     boost::shared_ptr<Quillon::DriveSet> driveSet = firstDriveSet(device, kNoDriveSet);
@@ -23,11 +77,23 @@ void STavuDevice::scanCatalogue(Quillon::Device& device) {
     // A failure leaves what was appended so far; the connection goes on with it.
     catalogue_.clear();
     for (uint32_t fileId : fileIds) {
-        boost::shared_ptr<Common::Buffer> metadata = driveSet->openFile(fileId)->readMetadata();
-        std::vector<FileRecord> records;
-        readMetaList(records, metadata->data(), metadata->size());
+        boost::shared_ptr<Common::Buffer> metadata;
+        if (DriveFileHandle* held = handles_.findFile(fileId)) {
+            metadata = readHeldMetadata(*held);
+        }
+        if (!metadata || metadata->size() == 0) {
+            metadata = driveSet->openFile(fileId)->readMetadata();
+        }
+        std::vector<FileRecord> records = parseMetadata(*metadata);
         catalogue_.insert(catalogue_.end(), records.begin(), records.end());
     }
+}
+
+DriveFileShare STavuDevice::acquireDriveFile(uint32_t fileId) {
+    if (DriveFileHandle* held = handles_.findFile(fileId)) {
+        return handles_.share(*held);
+    }
+    return handles_.addFile(fileId, firstDriveSet(*libraryDevice(), kNoDriveSet)->openFile(fileId));
 }
 
 std::vector<FileRecord> STavuDevice::listFiles() {
@@ -37,8 +103,7 @@ std::vector<FileRecord> STavuDevice::listFiles() {
 
 void STavuDevice::fileIdentity(uint32_t fileId, uint32_t streamId, std::vector<uint8_t>& data) {
     std::lock_guard guard(lock_);
-    auto record = std::ranges::find_if(
-        catalogue_, [&](const FileRecord& file) { return file.fileId == fileId && file.streamId == streamId; });
+    auto record = std::ranges::find_if(catalogue_, isPair(fileId, streamId));
     if (record != catalogue_.end() && !record->info.empty()) {
         data = record->info;
         return;
@@ -47,35 +112,75 @@ void STavuDevice::fileIdentity(uint32_t fileId, uint32_t streamId, std::vector<u
     data = readInfoFile(*firstDriveSet(*libraryDevice(), kNoDriveSet), fileId, streamId);
 }
 
-void STavuDevice::removeFile(uint32_t, uint32_t) { throw std::runtime_error(kNotOnRecordersYet); }
-
-void STavuDevice::renameFile(uint32_t, uint32_t, const std::string&) {
-    throw std::runtime_error(kNotOnRecordersYet);
+void STavuDevice::removeFile(uint32_t fileId, uint32_t streamId) {
+    std::lock_guard guard(lock_);
+    // Closed slots hold 0 and 0, which names no file.
+    if (std::ranges::any_of(openFiles_, [&](const OpenFileSlot& slot) {
+            return slot.fileId == fileId && slot.streamId == streamId;
+        })) {
+        throw std::runtime_error("Can't remove file, file is open.");
+    }
+    boost::shared_ptr<Quillon::DriveSet> driveSet = firstDriveSet(*libraryDevice(), kNoDriveSet);
+    // The info record goes first, whether or not the stream is still in the metadata.
+    const uint32_t infoFileId = driveSet->findFile(infoRecordName(fileId, streamId).c_str());
+    if (infoFileId != 0) {
+        driveSet->removeFile(infoFileId);
+    }
+    removeStoredRecord(*driveSet, fileId, streamId);
+    eraseFirst(catalogue_, fileId, streamId);
 }
 
-std::string STavuDevice::setFileInfo(uint32_t, uint32_t, const std::string&, uint16_t, uint16_t, uint64_t, uint64_t,
-                                     uint64_t, uint64_t, uint64_t) {
-    throw std::runtime_error(kNotOnRecordersYet);
+void STavuDevice::editRecord(uint32_t fileId, uint32_t streamId, const std::function<void(FileRecord&)>& change) {
+    DriveFileShare file = acquireDriveFile(fileId);
+    boost::shared_ptr<Common::Buffer> metadata = readHeldMetadata(*file);
+    std::vector<FileRecord> records = parseMetadata(*metadata);
+    auto record = std::ranges::find_if(records, isPair(fileId, streamId));
+    if (record == records.end()) {
+        throw std::runtime_error("File not found.");
+    }
+    change(*record);
+    storeMetadata(*file->file, metadata, records);
+    auto listed = std::ranges::find_if(catalogue_, isPair(fileId, streamId));
+    if (listed != catalogue_.end()) {
+        change(*listed);
+    }
 }
 
-void STavuDevice::openFile(uint32_t&, std::string&, uint32_t, uint32_t) {
-    throw std::runtime_error(kNotOnRecordersYet);
+void STavuDevice::renameFile(uint32_t fileId, uint32_t streamId, const std::string& name) {
+    std::lock_guard guard(lock_);
+    // Names need not be unique here.
+    editRecord(fileId, streamId, [&](FileRecord& record) { record.name = name; });
 }
 
-void STavuDevice::fileInfo(uint32_t, uint16_t&, uint16_t&, uint32_t&, uint64_t&, uint64_t&) {
-    throw std::runtime_error(kNotOnRecordersYet);
+std::string STavuDevice::unusedName(const std::string& name) const {
+    auto taken = [&](const std::string& candidate) {
+        return std::ranges::any_of(catalogue_, [&](const FileRecord& file) { return file.name == candidate; });
+    };
+    // The edited recording counts too: saving under its present name gives it a number.
+    std::string finalName = name;
+    for (uint32_t counter = 1; taken(finalName); ++counter) {
+        finalName = name + "(" + std::to_string(counter) + ")";
+    }
+    return finalName;
 }
 
-void STavuDevice::closeFile(uint32_t) { throw std::runtime_error(kNotOnRecordersYet); }
-
-void STavuDevice::readFrame(uint32_t, uint64_t) { throw std::runtime_error(kNotOnRecordersYet); }
-
-std::string STavuDevice::startLive(uint8_t) { throw std::runtime_error(kNotOnRecordersYet); }
-
-void STavuDevice::stopLive(uint8_t) { throw std::runtime_error(kNotOnRecordersYet); }
-
-void STavuDevice::liveFrame(uint8_t, uint16_t&, uint16_t&, uint32_t&) {
-    throw std::runtime_error(kNotOnRecordersYet);
+std::string STavuDevice::setFileInfo(uint32_t fileId, uint32_t streamId, const std::string& name, uint16_t width,
+                                     uint16_t height, uint64_t numImages, uint64_t numDroppedFrames,
+                                     uint64_t startTime, uint64_t endTime, uint64_t duration) {
+    std::lock_guard guard(lock_);
+    const std::string finalName = unusedName(name);
+    // Size, time stamp, block, port and camera stay as recorded.
+    editRecord(fileId, streamId, [&](FileRecord& record) {
+        record.name = finalName;
+        record.width = width;
+        record.height = height;
+        record.numFrames = numImages;
+        record.numDroppedFrames = numDroppedFrames;
+        record.startTime = startTime;
+        record.endTime = endTime;
+        record.duration = duration;
+    });
+    return finalName;
 }
 
 }  // namespace tavu

@@ -217,6 +217,8 @@ void STavuDevice::softwareTrigger() {
     if (device->kind() == Quillon::Device::KindVirtual) {
         throw std::runtime_error(kVirtualCannotRecord);
     }
+    // Fetched as every recording command does, though the trigger alone fires the start.
+    boost::shared_ptr<Quillon::Record> record = device->record();
     // Set back to false only by the next start with a pre-trigger.
     setFlag(*recordControl(*device), "Software Start Trigger", true);
 }

@@ -82,7 +82,11 @@ uint32_t Recorder::addRecordedFile(const std::vector<FileRecord>& records) {
     const uint32_t id = store.add("", 100);
     StoredFile& file = store.files.at(id);
     file.metadata.resize(DriveStore::MetadataBytes);
-    writeMetaList(records, file.metadata.data(), file.metadata.size());
+    std::vector<FileRecord> stamped = records;
+    for (FileRecord& record : stamped) {
+        record.fileId = id;
+    }
+    writeMetaList(stamped, file.metadata.data(), file.metadata.size());
     fileIds.push_back(id);
     return id;
 }

@@ -42,7 +42,8 @@ public:
 
     // Sets the id list of the drive sets.
     void setDriveSets(std::vector<uint32_t> ids);
-    // Writes `records` into the metadata of a new file of the set and lists it.
+    // Writes `records`, under the new file's id, into the metadata of a new file of the set and
+    // lists it.
     uint32_t addRecordedFile(const std::vector<FileRecord>& records);
 
     TestLibrary library;

@@ -96,6 +96,29 @@ TEST_F(Recording, TheExternalInputStartsAndStopsWithItsVariants) {
                         {"Stop Frame Count Value", ParameterValue::unsigned32(5)}}));
 }
 
+TEST_F(Recording, WithoutTriggersTheRecordingStartsAtOnce) {
+    EXPECT_CALL(*recorder.recordControl, connectInput(_, _, _)).Times(0);
+    recorder.tavu->startRecording(0b01, 0, 2, 1234, false, 5);
+    EXPECT_EQ(recorder.recordControl->settings,
+              (Settings{{"Start Enable", on(false)},
+                        {"Stop Enable", on(false)},
+                        {"Pretrigger Enable", on(false)},
+                        {"Stop Frame Count Enable", on(false)},
+                        {"Stop Time Enable", on(true)},
+                        {"Stop Time Value", ParameterValue::unsigned64(1234)}}));
+
+    // A variant bit alone still takes the external branch, and leaves the software trigger be.
+    recorder.recordControl->settings.clear();
+    recorder.tavu->startRecording(0b01, 0x10, 3, 1234, true, 5);
+    EXPECT_EQ(recorder.recordControl->settings,
+              (Settings{{"Start Enable", on(false)},
+                        {"Stop Enable", on(false)},
+                        {"Pretrigger Enable", on(true)},
+                        {"Pretrigger Loop Time Value", ParameterValue::unsigned64(5)},
+                        {"Stop Frame Count Enable", on(false)},
+                        {"Stop Time Enable", on(false)}}));
+}
+
 class Stop : public Recording {
 protected:
     static constexpr uint32_t FileId = 55;
@@ -159,6 +182,33 @@ TEST_F(Stop, WritesOneMetaBlockPerFileWithTheStreamsThatHaveFrames) {
     EXPECT_TRUE(recorder.tavu->isRecordingDone());
 }
 
+TEST_F(Stop, PortsSharingAFileShareItsMetaBlockInPortOrder) {
+    streamWithFrames(42, 3);
+    recorder.tavu->startRecording(0b11, 0, 0, 0, false, 0);
+    EXPECT_CALL(*file, writeMetadata(_));
+    recorder.tavu->stopRecording();
+    ASSERT_EQ(written.size(), 2u);
+    EXPECT_EQ(std::tie(written[0].name, written[0].port), std::make_tuple("55-41", "Cam0"));
+    EXPECT_EQ(std::tie(written[1].name, written[1].port), std::make_tuple("55-42", "Cam1"));
+}
+
+TEST_F(Stop, APortWithoutAFileStaysFlagged) {
+    ON_CALL(*recorder.record, stopPort(port(1), 0)).WillByDefault(Return(0));
+    recorder.tavu->startRecording(0b11, 0, 0, 0, false, 0);
+    recorder.tavu->stopRecording();
+    ASSERT_EQ(written.size(), 1u);
+    EXPECT_EQ(written[0].streamId, 41u);
+
+    // The recording is over, yet the library is still asked about that port, and a further stop
+    // stops it alone.
+    EXPECT_CALL(*recorder.record, status(port(0))).Times(0);
+    EXPECT_CALL(*recorder.record, status(port(1))).WillOnce(Return(status(0)));
+    EXPECT_FALSE(recorder.tavu->isRecordingDone());
+    EXPECT_CALL(*recorder.record, stopPort(port(0), _)).Times(0);
+    EXPECT_CALL(*recorder.record, stopPort(port(1), 0));
+    recorder.tavu->stopRecording();
+}
+
 class Recovery : public Stop {
 protected:
     static constexpr uint32_t IncompleteId = 9;
@@ -191,6 +241,16 @@ TEST_F(Recovery, StatusFollowsTheJobUntilAPollSeesItsEnd) {
     EXPECT_EQ(recorder.tavu->recoveryStatus(), 4u);
     // Kept across jobs.
     EXPECT_EQ(recorder.tavu->recoveryError(), "bad sector");
+
+    recorder.tavu->startRecovery();
+    ON_CALL(*job, isCancelled()).WillByDefault(Return(false));
+    ON_CALL(*job, isSuccessful()).WillByDefault(Return(true));
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), 3u);
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), 3u);
+    // Until the next connection.
+    recorder.tavu->markDisconnected();
+    recorder.tavu->reconnect();
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), 0u);
 }
 
 TEST_F(Recovery, FinishingCataloguesTheStreamsOfKnownPorts) {
