@@ -235,16 +235,24 @@ void benchEvents(Report& report, EmulatorService& service, Seconds window) {
 void benchRecording(Report& report, EmulatorService& service) {
     auto client = service.connect();
     client->setPortConfig(0, 0, {kSide, kSide, 0, 0});
-    const double cpuBefore = processCpuSeconds(service.pid());
-    client->startRecording(0, {1, 0, client::StopCondition::Time, 1'000'000, false, 0});
-    while (!client->isRecordingDone(0)) {
-        std::this_thread::sleep_for(50ms);
+    // Like the plain run below, the cheapest of a few: the first writes into a cold page cache
+    // cost several times the later ones, whoever makes them.
+    double cpuMs = 0;
+    uint64_t frames = 0;
+    for (int round = 0; round < 3; ++round) {
+        const double cpuBefore = processCpuSeconds(service.pid());
+        client->startRecording(0, {1, 0, client::StopCondition::Time, 1'000'000, false, 0});
+        while (!client->isRecordingDone(0)) {
+            std::this_thread::sleep_for(50ms);
+        }
+        const double ms = (processCpuSeconds(service.pid()) - cpuBefore) * 1000;
+        cpuMs = round == 0 ? ms : std::min(cpuMs, ms);
+        frames = round == 0 ? client->recordingProgress(0, 0).numFrames
+                            : std::min(frames, client->recordingProgress(0, 0).numFrames);
+        const uint32_t fileId = client->recordingFile(0, 0).fileId;
+        client->stopRecording(0);
+        client->removeFile(0, fileId, 0);
     }
-    const double cpuMs = (processCpuSeconds(service.pid()) - cpuBefore) * 1000;
-    const uint64_t frames = client->recordingProgress(0, 0).numFrames;
-    const uint32_t fileId = client->recordingFile(0, 0).fileId;
-    client->stopRecording(0);
-    client->removeFile(0, fileId, 0);
 
     // The same frames made and written plainly, in the same folder; the cheapest of a few runs,
     // since the page cache makes single runs vary widely.
