@@ -1,6 +1,7 @@
 #include "emulator/SyntheticFrames.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace tavu {
@@ -38,13 +39,24 @@ void putTime(Header& header, uint64_t clockMs) {
 
 }  // namespace
 
+// Whole 16-bit stores rather than two byte stores per pixel: the compiler then fills a vector
+// register of pixels per step instead of splitting each value into bytes, which makes a frame
+// of 8 MiB noticeably cheaper.
 uint32_t fillRamp(std::span<uint8_t> pixels, uint32_t counter) {
-    for (size_t offset = 0; offset + 1 < pixels.size(); offset += 2) {
-        pixels[offset] = static_cast<uint8_t>(counter);
-        pixels[offset + 1] = static_cast<uint8_t>(counter >> 8);
-        ++counter;
+    const size_t count = pixels.size() / 2;
+    uint8_t* out = pixels.data();
+    auto value = static_cast<uint16_t>(counter);
+    // Several vector stores per turn, so that the loop's speed no longer hangs on where the
+    // linker happens to place it against instruction fetch boundaries.
+#pragma GCC unroll 8
+    for (size_t i = 0; i < count; ++i, ++value) {
+        uint16_t stored = value;
+        if constexpr (std::endian::native == std::endian::big) {
+            stored = static_cast<uint16_t>(value << 8 | value >> 8);
+        }
+        std::memcpy(out + 2 * i, &stored, sizeof(stored));
     }
-    return counter;
+    return counter + static_cast<uint32_t>(count);
 }
 
 Header frameHeader(uint32_t frameNumber, uint64_t clockMs) {

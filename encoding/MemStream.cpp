@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <stdexcept>
 
 namespace tavu {
 
@@ -10,7 +9,7 @@ MemStream::MemStream(void* data, uint64_t size) : data_(static_cast<uint8_t*>(da
 
 uint64_t MemStream::claim(uint64_t byteCount) const {
     if (position_ >= size_) {
-        throw std::runtime_error("eof");
+        throw EndOfData();
     }
     return std::min(byteCount, size_ - position_);
 }

@@ -3,8 +3,16 @@
 #include "encoding/Stream.h"
 
 #include <cstdint>
+#include <stdexcept>
 
 namespace tavu {
+
+// What a MemStream raises for an access that starts at its end. A type of its own, so that a
+// reader going through a body in steps can tell the end of the bytes from other failures.
+class EndOfData : public std::runtime_error {
+public:
+    EndOfData() : std::runtime_error("eof") {}
+};
 
 // A fixed view of caller-owned memory. It never allocates or grows: reads and
 // writes are clipped at the end of the view, and any access that starts at

@@ -1,6 +1,7 @@
 #include "encoding/MessageReader.h"
 
 #include "encoding/BigEndian.h"
+#include "encoding/MemStream.h"
 
 #include <algorithm>
 #include <bit>
@@ -71,12 +72,26 @@ bool MessageReader::readInSteps(uint32_t length, Room room) {
     uint32_t done = 0;
     do {
         const uint32_t count = std::min(length - done, kStep);
-        if (!readExact(room(done, count), count)) {
+        if (!readStep(room(done, count), count, done > 0)) {
             return false;
         }
         done += count;
     } while (done < length);
     return true;
+}
+
+// A memory stream that ends exactly where a step ended raises at the next
+// step, where one read of the whole body would have come back short: both are
+// the same short body.
+bool MessageReader::readStep(void* buffer, uint32_t count, bool continuing) {
+    if (!continuing) {
+        return readExact(buffer, count);
+    }
+    try {
+        return readExact(buffer, count);
+    } catch (const EndOfData&) {
+        return false;
+    }
 }
 
 bool MessageReader::readStringBody(uint32_t length) {
@@ -258,6 +273,15 @@ void MessageReader::readBlobBody(void* buffer, uint32_t byteCount) {
         throw std::runtime_error("Must read entire blob.");
     }
     require(readExact(buffer, byteCount));
+}
+
+void MessageReader::readBlobBody(std::vector<uint8_t>& out) {
+    expect(ObjectType::Blob, "Not a blob.");
+    out.clear();
+    require(readInSteps(lastLength_, [&out](uint32_t offset, uint32_t count) {
+        out.resize(offset + count);
+        return out.data() + offset;
+    }));
 }
 
 void MessageReader::skipValue() {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tavu {
 
@@ -38,6 +39,9 @@ public:
     void readString(std::string& out);
     // Reads the body of the blob head just read, all of it in one piece.
     void readBlobBody(void* buffer, uint32_t byteCount);
+    // The same into `out`, which grows with the bytes that arrive rather than
+    // to the size that the head announced.
+    void readBlobBody(std::vector<uint8_t>& out);
     // One stream read; true if every byte came.
     bool readRaw(void* buffer, uint64_t byteCount);
 
@@ -70,6 +74,7 @@ private:
     bool readExact(void* buffer, uint64_t byteCount);
     bool readBigEndian(size_t width, uint64_t& value);
     bool readStringBody(uint32_t length);
+    bool readStep(void* buffer, uint32_t count, bool continuing);
     void storeInteger(uint64_t bits);
     template <typename Room>
     bool readInSteps(uint32_t length, Room room);

@@ -7,6 +7,18 @@
 // Traffic to a camera passes through uninterpreted: blobs in, blobs out.
 namespace tavu::commands {
 
+namespace {
+
+// The size that a read asks for comes off the wire: the buffer is made only once the device is
+// known, so that a request for gigabytes from a device that doesn't exist costs nothing. The
+// lookup raises what the manager's own would.
+std::vector<uint8_t> bufferFor(CommandContext& context, uint32_t device, uint32_t size) {
+    context.manager.deviceAt(device);
+    return std::vector<uint8_t>(size);
+}
+
+}  // namespace
+
 void serialOpen(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
@@ -36,7 +48,7 @@ void serialRead(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
     const uint32_t size = context.u32("size");
-    std::vector<uint8_t> buffer(size);
+    std::vector<uint8_t> buffer = bufferFor(context, device, size);
     const uint32_t delivered = context.manager.serialRead(device, port, buffer.data(), size);
     // A device that claims more than the buffer holds must not make the reply read past it.
     context.reply("data", BlobView{buffer.data(), std::min(delivered, size)});
@@ -69,7 +81,7 @@ void registerRead(CommandContext& context) {
     const uint8_t port = context.port();
     const uint32_t addr = context.u32("addr");
     const uint32_t size = context.u32("size");
-    std::vector<uint8_t> buffer(size);
+    std::vector<uint8_t> buffer = bufferFor(context, device, size);
     context.manager.registerRead(device, port, addr, buffer.data(), size);
     context.reply("data", buffer);
 }

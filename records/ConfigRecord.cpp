@@ -61,8 +61,8 @@ void readPortField(MessageReader& reader, const std::string& key, PortRecord& po
     } else if (key == "numFramesPerPacket") {
         readNumber(reader, port.numFramesPerPacket);
     } else if (key == "info") {
-        port.info.resize(reader.readBlobHeader());
-        reader.readBlobBody(port.info.data(), static_cast<uint32_t>(port.info.size()));
+        reader.readBlobHeader();
+        reader.readBlobBody(port.info);
     } else {
         reader.skipValue();
     }

@@ -16,8 +16,9 @@ std::vector<uint8_t> readInfoRecord(Stream& stream) {
     MessageReader reader(stream);
     uint32_t remaining = readEnvelope(reader, "info", "Inalid info file.");
     reader.findField(remaining, "info");
-    std::vector<uint8_t> block(reader.readBlobHeader());
-    reader.readBlobBody(block.data(), static_cast<uint32_t>(block.size()));
+    reader.readBlobHeader();
+    std::vector<uint8_t> block;
+    reader.readBlobBody(block);
     return block;
 }
 

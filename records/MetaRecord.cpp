@@ -79,8 +79,8 @@ constexpr Field kFields[] = {
     {"duration", [](MessageReader& r, FileRecord& f) { f.duration = readNumber<uint64_t>(r); }},
     {"info",
      [](MessageReader& r, FileRecord& f) {
-         f.info.resize(r.readBlobHeader());
-         r.readBlobBody(f.info.data(), static_cast<uint32_t>(f.info.size()));
+         r.readBlobHeader();
+         r.readBlobBody(f.info);
      }},
 };
 

@@ -166,6 +166,35 @@ TEST(MessageReaderTest, TruncationInMemoryIsEofAtTheEndAndFailedToReadWhenClippe
     }
 }
 
+// A body cut off exactly where one read step ends reads as any other clipped body.
+TEST(MessageReaderTest, TruncationInMemoryAtAReadStepIsFailedToRead) {
+    const std::string step(65536, 'x');
+    for (uint8_t lead : {uint8_t{0xDB}, uint8_t{0xC6}}) {
+        const Bytes bytes = concat({lead, 0x00, 0x01, 0x00, 0x01}, step);
+        // A blob's body can also be read on its own, after its head.
+        const int ways = lead == 0xC6 ? 3 : 2;
+        for (int way = 0; way < ways; ++way) {
+            SCOPED_TRACE(testing::Message() << "lead " << int{lead} << " way " << way);
+            Bytes copy = bytes;
+            MemStream stream(copy.data(), copy.size());
+            MessageReader reader(stream);
+            ObjectValue value;
+            std::vector<uint8_t> body;
+            auto read = [&] {
+                if (way == 0) {
+                    reader.readObject(value);
+                } else if (way == 1) {
+                    reader.skipValue();
+                } else {
+                    reader.readBlobHeader();
+                    reader.readBlobBody(body);
+                }
+            };
+            EXPECT_THAT(read, throwsRuntime("Failed to read."));
+        }
+    }
+}
+
 TEST(MessageReaderTest, TruncationInAFileIsFailedToReadAndAnEmptyTailIsFine) {
     const std::string path = testing::TempDir() + "tavu_reader_" + std::to_string(getpid());
     {
@@ -200,6 +229,12 @@ TEST(MessageReaderTest, HugeAnnouncedLengthsCostOnlyTheBytesThatArrive) {
             EXPECT_LT(largestAllocation(), 1u << 20);
         }
     }
+    Decoder d(hostile[1]);
+    std::vector<uint8_t> body;
+    resetLargestAllocation();
+    d.reader.readBlobHeader();
+    EXPECT_THAT([&] { d.reader.readBlobBody(body); }, throwsRuntime("Failed to read."));
+    EXPECT_LT(largestAllocation(), 1u << 20);
 }
 
 TEST(MessageReaderTest, ReadObjectRoundTripsAcrossBodyStepsAndDemandsTextKeys) {
