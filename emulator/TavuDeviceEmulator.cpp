@@ -244,7 +244,7 @@ std::string TavuDeviceEmulator::setFileInfo(uint32_t fileId, uint32_t, const std
     std::lock_guard guard(lock_);
     const FileEntries entries = findFile(fileId);
     FileRecord& visible = *entries.visible;
-    visible.name = uniqueName(name);
+    visible.name = unusedFileName(visible_, name);
     visible.width = width;
     visible.height = height;
     visible.numFrames = numImages;
@@ -254,17 +254,6 @@ std::string TavuDeviceEmulator::setFileInfo(uint32_t fileId, uint32_t, const std
     visible.duration = duration;
     writeDescription(entries);
     return visible.name;
-}
-
-// "name", then "name(1)", "name(2)", ... until no visible record has it. The record being renamed
-// counts too, so asking for its own name gives that name with "(1)".
-std::string TavuDeviceEmulator::uniqueName(const std::string& requested) const {
-    std::string candidate = requested;
-    for (uint32_t counter = 1; std::ranges::find(visible_, candidate, &FileRecord::name) != visible_.end();
-         ++counter) {
-        candidate = requested + "(" + std::to_string(counter) + ")";
-    }
-    return candidate;
 }
 
 // Wipes the recordings on disk and the catalogue, but not the visible list: the old recordings

@@ -133,8 +133,6 @@ private:
     uint32_t freeSlot();
     void storePairing(const uint8_t* info, uint32_t infoSize, uint16_t numFramesPerPacket);
 
-    std::string uniqueName(const std::string& requested) const;
-
     uint32_t nextFileId() const;
     FileRecord incompleteEntry() const;
     FileRecord visibleRecordOf(const FileRecord& entry) const;

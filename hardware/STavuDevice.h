@@ -140,8 +140,6 @@ private:
     // Edits the metadata record of the pair in its drive file, then the catalogue's copy if there
     // is one. Throws "File not found." when the file's metadata lacks the pair.
     void editRecord(uint32_t fileId, uint32_t streamId, const std::function<void(FileRecord&)>& change);
-    // `name`, or the first of name(1), name(2), ... that no recording of the catalogue bears.
-    std::string unusedName(const std::string& name) const;
 
     // Playback. Throws "Invalid file id." for an id that is not open.
     OpenFileSlot& openSlot(uint32_t openFileId);

@@ -152,23 +152,11 @@ void STavuDevice::renameFile(uint32_t fileId, uint32_t streamId, const std::stri
     editRecord(fileId, streamId, [&](FileRecord& record) { record.name = name; });
 }
 
-std::string STavuDevice::unusedName(const std::string& name) const {
-    auto taken = [&](const std::string& candidate) {
-        return std::ranges::any_of(catalogue_, [&](const FileRecord& file) { return file.name == candidate; });
-    };
-    // The edited recording counts too: saving under its present name gives it a number.
-    std::string finalName = name;
-    for (uint32_t counter = 1; taken(finalName); ++counter) {
-        finalName = name + "(" + std::to_string(counter) + ")";
-    }
-    return finalName;
-}
-
 std::string STavuDevice::setFileInfo(uint32_t fileId, uint32_t streamId, const std::string& name, uint16_t width,
                                      uint16_t height, uint64_t numImages, uint64_t numDroppedFrames,
                                      uint64_t startTime, uint64_t endTime, uint64_t duration) {
     std::lock_guard guard(lock_);
-    const std::string finalName = unusedName(name);
+    const std::string finalName = unusedFileName(catalogue_, name);
     // Size, time stamp, block, port and camera stay as recorded.
     editRecord(fileId, streamId, [&](FileRecord& record) {
         record.name = finalName;

@@ -28,4 +28,9 @@ struct FileRecord {
     bool operator==(const FileRecord&) const = default;
 };
 
+// The name a recording gets when a client asks for `requested`: that name, else "name(1)",
+// "name(2)", ... until no record of `records` has it. The recording being renamed counts too,
+// so asking for its own name gives it a number.
+std::string unusedFileName(const std::vector<FileRecord>& records, const std::string& requested);
+
 }  // namespace tavu

@@ -1,0 +1,15 @@
+#include "registry/FileRecord.h"
+
+#include <algorithm>
+
+namespace tavu {
+
+std::string unusedFileName(const std::vector<FileRecord>& records, const std::string& requested) {
+    std::string candidate = requested;
+    for (uint32_t counter = 1; std::ranges::find(records, candidate, &FileRecord::name) != records.end(); ++counter) {
+        candidate = requested + "(" + std::to_string(counter) + ")";
+    }
+    return candidate;
+}
+
+}  // namespace tavu
