@@ -12,16 +12,6 @@
 #include <algorithm>
 
 namespace sim {
-namespace {
-
-Common::Buffer& checkedBuffer(const boost::shared_ptr<Common::Buffer>& buffer) {
-    if (!buffer) {
-        fail("A buffer is needed.");
-    }
-    return *buffer;
-}
-
-}  // namespace
 
 Quillon::String SimPort::name() { return description("Port::name").name.c_str(); }
 

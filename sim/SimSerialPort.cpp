@@ -6,13 +6,6 @@
 namespace sim {
 namespace {
 
-Common::Buffer& checkedBuffer(const boost::shared_ptr<Common::Buffer>& buffer) {
-    if (!buffer) {
-        fail("A buffer is needed.");
-    }
-    return *buffer;
-}
-
 std::shared_ptr<SerialChannel> channelOf(Recorder::Session& session, uint32_t portIndex) {
     const PortDescription& port = session.portDescription(portIndex);
     if (!port.hasSerial) {
