@@ -1,8 +1,23 @@
 #include "RecorderFixture.h"
 
 #include <fstream>
+#include <iterator>
 
+#include "client/FrameView.h"
+#include "records/MetaRecord.h"
 #include "service/LocalSocket.h"
+
+namespace tavu {
+
+void PrintTo(const FileRecord& record, std::ostream* out) {
+    *out << "{" << record.name << ", port " << record.port << ", camera " << record.camera << ", " << record.fileId
+         << "-" << record.streamId << ", " << record.width << "x" << record.height << ", " << record.numFrames
+         << " frames, " << record.numDroppedFrames << " dropped, info " << record.info.size() << " bytes, size "
+         << record.size << ", timestamp " << record.timestamp << ", times " << record.startTime << "/"
+         << record.endTime << "/" << record.duration << "}";
+}
+
+}  // namespace tavu
 
 namespace tavu::test {
 
@@ -53,13 +68,67 @@ std::unique_ptr<client::Client> RecorderFixture::connect() const {
     return std::make_unique<client::Client>(options);
 }
 
-nlohmann::json RecorderFixture::driveSetIndex(const std::string& recorder) const {
-    for (const auto& entry : fs::directory_iterator(simRoot / recorder)) {
-        if (entry.path().filename().string().rfind("set-", 0) == 0) {
-            return nlohmann::json::parse(std::ifstream(entry.path() / "index.json"));
+bool isCameraFrame(std::span<const uint8_t> pixels, uint32_t width, uint32_t height, uint32_t port, uint64_t frame) {
+    if (pixels.size() != size_t{width} * height * 2) {
+        return false;
+    }
+    for (uint32_t y = 0; y < height; ++y) {
+        for (uint32_t x = 0; x < width; ++x) {
+            if (client::pixelAt(pixels, size_t{y} * width + x) != cameraPixel(frame, x, y, port)) {
+                return false;
+            }
         }
     }
-    return nullptr;
+    return true;
+}
+
+nlohmann::json RecorderFixture::driveSetIndex(const std::string& recorder) const {
+    const fs::path folder = driveSetFolder(recorder);
+    return folder.empty() ? nlohmann::json() : nlohmann::json::parse(std::ifstream(folder / "index.json"));
+}
+
+fs::path RecorderFixture::driveSetFolder(const std::string& recorder) const {
+    for (const auto& entry : fs::directory_iterator(simRoot / recorder)) {
+        if (entry.path().filename().string().rfind("set-", 0) == 0) {
+            return entry.path();
+        }
+    }
+    return {};
+}
+
+std::vector<FileRecord> RecorderFixture::metaBlock(const std::string& recorder, uint32_t fileId) const {
+    std::ifstream in(driveSetFolder(recorder) / ("file-" + std::to_string(fileId) + ".meta"), std::ios::binary);
+    const std::vector<char> bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    std::vector<FileRecord> records;
+    readMetaList(records, bytes.data(), bytes.size());
+    return records;
+}
+
+std::vector<FileRecord> RecorderFixture::recordFrames(uint32_t portMask, uint64_t frames, uint16_t width,
+                                                      uint16_t height) {
+    const uint8_t ports = client().portCount(0);
+    for (uint8_t port = 0; port < ports; ++port) {
+        if ((portMask & (1u << port)) != 0) {
+            client().setPortConfig(0, port, {width, height, 0, 0});
+        }
+    }
+    const size_t before = client().listFiles(0).size();
+    client().startRecording(0, {portMask, 0, client::StopCondition::FrameCount, frames, false, 0});
+    EXPECT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
+    client().stopRecording(0);
+    const std::vector<FileRecord> files = client().listFiles(0);
+    return {files.begin() + static_cast<std::ptrdiff_t>(std::min(before, files.size())), files.end()};
+}
+
+DeviceEvent RecorderFixture::nextEvent(uint32_t queue) {
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (std::chrono::steady_clock::now() < deadline) {
+        const DeviceEvent event = client().readEvent(queue);
+        if (event.type != DeviceEvent::NoEvent && event.type != DeviceEvent::DevicesChanged) {
+            return event;
+        }
+    }
+    return DeviceEvent{DeviceEvent::NoEvent, 0, 0};
 }
 
 }  // namespace tavu::test

@@ -1,0 +1,109 @@
+// Recovery of a recording that a killed service left incomplete on a simulated recorder,
+// through the socket: repair, failure on a damaged file, cancellation and discarding.
+#include <fstream>
+
+#include "RecorderFixture.h"
+#include "client/Playback.h"
+
+namespace tavu::test {
+namespace {
+
+using client::RecoveryStatus;
+using nlohmann::json;
+
+class Recovery : public RecorderFixture {
+protected:
+    // Records on port 0 until frames fill a few blocks of the drive, then kills the service and
+    // starts another: the recording's file is left incomplete. Returns its id.
+    uint32_t cutOffRecording(const json& unit) {
+        writeDescription({unit});
+        startService(1);
+        // Frames of 64 KiB, so that blocks of the drive set (64 KiB on each of two drives) fill fast.
+        client().setPortConfig(0, 0, {256, 128, 0, 0});
+        client().startRecording(0, {1, 0, client::StopCondition::None, 0, false, 0});
+        EXPECT_TRUE(eventually([&] { return client().recordingProgress(0, 0).numFrames >= 12; }));
+        service->kill(SIGKILL);
+        EXPECT_TRUE(service->waitForExit());
+        startService(1);
+        const json index = driveSetIndex("REC-A");
+        for (const json& file : index.at("files")) {
+            if (!file.at("complete").get<bool>()) {
+                return file.at("id").get<uint32_t>();
+            }
+        }
+        ADD_FAILURE() << "no incomplete file in " << index.dump();
+        return 0;
+    }
+
+    // Polls until the job has ended.
+    RecoveryStatus finalStatus() {
+        RecoveryStatus status = RecoveryStatus::Running;
+        EXPECT_TRUE(eventually([&] { return (status = client().recoveryStatus(0)) != RecoveryStatus::Running; }));
+        return status;
+    }
+};
+
+TEST_F(Recovery, AFileCutOffByAKilledServiceIsRepairedAndCatalogued) {
+    const uint32_t fileId = cutOffRecording(recorder("REC-A"));
+    ASSERT_NE(fileId, 0u);
+    EXPECT_TRUE(client().hasIncompleteFile(0));
+    EXPECT_TRUE(client().listFiles(0).empty());
+    EXPECT_EQ(client().recoveryStatus(0), RecoveryStatus::NotRun);
+    EXPECT_EQ(serviceError([&] { client().finishRecovery(0); }), "no incomplete file.");
+    EXPECT_EQ(serviceError([&] { client().cancelRecovery(0); }), "Recovery not in progress.");
+
+    client().startRecovery(0);
+    ASSERT_EQ(finalStatus(), RecoveryStatus::Done);
+    EXPECT_EQ(client().recoveryStatus(0), RecoveryStatus::Done);
+    client().finishRecovery(0);
+    EXPECT_FALSE(client().hasIncompleteFile(0));
+
+    const std::vector<FileRecord> files = client().listFiles(0);
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0].fileId, fileId);
+    EXPECT_EQ(files[0].name, std::to_string(fileId) + "-" + std::to_string(files[0].streamId));
+    EXPECT_EQ(files[0].port, "REC-A-1");
+    EXPECT_EQ(files[0].width, 256u);
+    EXPECT_GE(files[0].numFrames, 2u);
+    EXPECT_EQ(metaBlock("REC-A", fileId), files);
+    client::Playback playback(client(), 0, fileId, files[0].streamId);
+    EXPECT_TRUE(isCameraFrame(playback.read(0), 256, 128, 0, 0));
+    EXPECT_TRUE(isCameraFrame(playback.read(files[0].numFrames - 1), 256, 128, 0, files[0].numFrames - 1));
+}
+
+TEST_F(Recovery, ACancelledJobLeavesTheFileAndADamagedFileFailsItsRepair) {
+    json unit = recorder("REC-A");
+    unit["recoveryMillisecondsPerBlock"] = 5000;
+    const uint32_t fileId = cutOffRecording(unit);
+    ASSERT_NE(fileId, 0u);
+
+    client().startRecovery(0);
+    EXPECT_EQ(client().recoveryStatus(0), RecoveryStatus::Running);
+    EXPECT_EQ(serviceError([&] { client().startRecovery(0); }), "Recovery already in progress.");
+    client().cancelRecovery(0);
+    EXPECT_EQ(finalStatus(), RecoveryStatus::Cancelled);
+    EXPECT_EQ(serviceError([&] { client().cancelRecovery(0); }), "Recovery not in progress.");
+    EXPECT_TRUE(client().hasIncompleteFile(0));
+
+    // Block 0 loses its header.
+    {
+        std::fstream data(driveSetFolder("REC-A") / ("file-" + std::to_string(fileId) + ".data"),
+                          std::ios::in | std::ios::out | std::ios::binary);
+        data.write("XXXX", 4);
+    }
+    client().startRecovery(0);
+    EXPECT_EQ(finalStatus(), RecoveryStatus::Failed);
+    EXPECT_EQ(client().recoveryError(0),
+              "File " + std::to_string(fileId) + " is damaged: block 0 has no valid header.");
+    EXPECT_TRUE(client().hasIncompleteFile(0));
+
+    client().discardIncompleteFile(0);
+    EXPECT_FALSE(client().hasIncompleteFile(0));
+    EXPECT_TRUE(client().listFiles(0).empty());
+    for (const json& file : driveSetIndex("REC-A").at("files")) {
+        EXPECT_NE(file.at("id"), fileId) << file.dump();
+    }
+}
+
+}  // namespace
+}  // namespace tavu::test
