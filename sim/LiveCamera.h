@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <mutex>
 #include <optional>
-#include <string>
 
 namespace sim {
 
@@ -20,9 +19,9 @@ public:
     void start();
     // Ends the grabs that wait now; later grabs are not affected.
     void interrupt();
-    // Waits until the next frame is due and gives its number; none when interrupted. A rate below
-    // 0.001 delivers nothing. Throws when no frame is due within `timeout`.
-    std::optional<uint64_t> waitForFrame(std::chrono::milliseconds timeout, double rate, const std::string& port);
+    // Waits until the next frame is due and gives its number; none when interrupted or when no
+    // frame is due within `timeout`. A rate below 0.001 delivers nothing.
+    std::optional<uint64_t> waitForFrame(std::chrono::milliseconds timeout, double rate);
 
 private:
     // Frame numbers go on without a jump when the rate changes.

@@ -55,7 +55,6 @@ bool SimPort::isGrabbing() {
 void SimPort::grab(boost::shared_ptr<Common::Frame>& frame, uint32_t timeout, bool, bool, bool, bool, bool) {
     frame.reset();
     std::shared_ptr<LiveCamera> camera;
-    std::string portName;
     FrameSize size;
     uint32_t bitDepth = 16;
     double rate = 0.0;
@@ -71,13 +70,12 @@ void SimPort::grab(boost::shared_ptr<Common::Frame>& frame, uint32_t timeout, bo
             fail("Port " + description.name + " has no data descriptor with a frame size.");
         }
         camera = port.live;
-        portName = description.name;
         size = *declared;
         bitDepth = deliveredBitDepth(description, port);
         rate = session.frameRate(index_);
     }
     // The wait holds the camera's own lock only.
-    const std::optional<uint64_t> number = camera->waitForFrame(std::chrono::milliseconds(timeout), rate, portName);
+    const std::optional<uint64_t> number = camera->waitForFrame(std::chrono::milliseconds(timeout), rate);
     if (!number) {
         return;
     }

@@ -84,7 +84,7 @@ TEST_F(LivePorts, GrabsDeliverTheRampAtTheDepthThatThePortIsSetTo) {
 TEST_F(LivePorts, AGrabWithoutFramesTimesOutAndAnInterruptEndsItAtOnce) {
     ports[2]->startGrab(Quillon::GrabOptions{true, 4}, 0);
     const auto before = Clock::now();
-    EXPECT_EQ(libraryError([&] { grab(2, 100); }), "Port A3 delivered no frame within 100 ms.");
+    EXPECT_FALSE(grab(2, 100));
     EXPECT_GE(Clock::now() - before, 100ms);
 
     std::atomic<bool> ended = false;
