@@ -16,15 +16,31 @@ bool listsFile(const json& index, uint32_t fileId) {
     return false;
 }
 
+bool listsName(const json& index, const std::string& name) {
+    for (const json& file : index.at("files")) {
+        if (file.at("name") == name) {
+            return true;
+        }
+    }
+    return false;
+}
+
 using Catalogue = RecorderFixture;
 
 TEST_F(Catalogue, NamesAndFieldsReachTheDriveAndRemovalTakesTheFileWithItsLastStream) {
     writeDescription({recorder("REC-A")});
     startService(1);
+    // A pairing block too large for the metadata goes to an info file of the stream.
+    const std::vector<uint8_t> identity(20000, 9);
+    client().setPortConfig(0, 1, {32, 8, 0, 0});
+    client().pairPort(0, 1, "cam-b", identity, 1);
     const std::vector<FileRecord> recorded = recordFrames(3, 4);
     ASSERT_EQ(recorded.size(), 2u);
     const uint32_t fileId = recorded[0].fileId;
     const uint32_t first = recorded[0].streamId, second = recorded[1].streamId;
+    const std::string infoFile = std::to_string(fileId) + "-" + std::to_string(second) + ".info";
+    EXPECT_TRUE(listsName(driveSetIndex("REC-A"), infoFile)) << driveSetIndex("REC-A").dump();
+    EXPECT_EQ(client().fileIdentity(0, fileId, second), identity);
     const uint32_t queue = client().createEventQueue();
 
     client().renameFile(0, fileId, first, "a", true);
@@ -73,6 +89,7 @@ TEST_F(Catalogue, NamesAndFieldsReachTheDriveAndRemovalTakesTheFileWithItsLastSt
     EXPECT_EQ(client().listFiles(0).size(), 1u);
 
     client().removeFile(0, fileId, second);
+    EXPECT_FALSE(listsName(driveSetIndex("REC-A"), infoFile));
     EXPECT_TRUE(client().listFiles(0).empty());
     EXPECT_FALSE(listsFile(driveSetIndex("REC-A"), fileId)) << driveSetIndex("REC-A").dump();
     EXPECT_FALSE(std::filesystem::exists(driveSetFolder("REC-A") / ("file-" + std::to_string(fileId) + ".data")));

@@ -35,6 +35,10 @@ TEST_F(Playback, OpenFilesReadTheCameraFramesReuseTheLowestIdAndBarRemoval) {
     EXPECT_TRUE(isCameraFrame(viewB.frame(info.imageSize), 16, 4, 1, 3));
     client().readFrame(0, a.openFileId, 0);
     EXPECT_TRUE(isCameraFrame(viewA.frame(info.imageSize), 16, 4, 1, 0));
+    // Past the end the reader has no frame, and the region keeps the last one.
+    EXPECT_EQ(serviceError([&] { client().readFrame(0, a.openFileId, 20); }), "Failed to read file.");
+    EXPECT_TRUE(isCameraFrame(viewA.frame(info.imageSize), 16, 4, 1, 0));
+    EXPECT_NE(serviceError([&] { client().openFile(0, second.fileId, 99); }), "");
 
     // Nobody removes a stream while it is open, whoever opened it.
     const auto other = connect();

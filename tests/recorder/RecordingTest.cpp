@@ -131,7 +131,8 @@ TEST_F(Recording, TheExternalInputStartsAndStopsTheRecording) {
     startService(1);
     client().setPortConfig(0, 0, {8, 2, 0, 0});
     // The start input takes the rising edge, the stop input (its other variant) the falling one.
-    client().startRecording(
+    // The recording is the device's: it goes on after the client that started it has gone.
+    connect()->startRecording(
         0, {1, client::ExternalStart | client::ExternalStop | client::ExternalStopVariant, StopCondition::None, 0, false, 0});
     EXPECT_FALSE(client().isRecordingDone(0));
     EXPECT_EQ(client().recordingProgress(0, 0).numFrames, 0u);
