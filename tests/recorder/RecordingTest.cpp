@@ -24,7 +24,8 @@ TEST_F(Recording, TwoPortsShareOneFileWhoseMetaBlockListsThemInPortOrder) {
     client().pairPort(0, 0, "cam-a", std::vector<uint8_t>{1, 2, 3}, 1);
     EXPECT_EQ(nextEvent(queue), (DeviceEvent{DeviceEvent::PairingChanged, 0, 0}));
 
-    client().startRecording(0, {3, 0, StopCondition::FrameCount, 12, false, 0});
+    // A frame count is cut to 32 bits on its way to the recorder.
+    client().startRecording(0, {3, 0, StopCondition::FrameCount, (uint64_t{1} << 32) + 12, false, 0});
     EXPECT_EQ(nextEvent(queue), (DeviceEvent{DeviceEvent::RecordingStarted, 0, 3}));
     // Before the stop the ports hold the new streams beside no file yet.
     const client::RecordingFile first = client().recordingFile(0, 0), second = client().recordingFile(0, 1);

@@ -13,15 +13,18 @@ using nlohmann::json;
 
 class Recovery : public RecorderFixture {
 protected:
-    // Records on port 0 until frames fill a few blocks of the drive, then kills the service and
-    // starts another: the recording's file is left incomplete. Returns its id.
+    // Records on both ports until frames fill a few blocks of the drive, then kills the service
+    // and starts another: the recording's file is left incomplete. Returns its id.
     uint32_t cutOffRecording(const json& unit) {
         writeDescription({unit});
         startService(1);
-        // Frames of 64 KiB, so that blocks of the drive set (64 KiB on each of two drives) fill fast.
+        // Frames of 64 and 32 KiB, so that blocks of the drive set (64 KiB on each of two drives)
+        // fill fast, and frames span blocks of the two streams.
         client().setPortConfig(0, 0, {256, 128, 0, 0});
-        client().startRecording(0, {1, 0, client::StopCondition::None, 0, false, 0});
-        EXPECT_TRUE(eventually([&] { return client().recordingProgress(0, 0).numFrames >= 12; }));
+        client().setPortConfig(0, 1, {256, 64, 0, 0});
+        client().startRecording(0, {3, 0, client::StopCondition::None, 0, false, 0});
+        // The slower camera has filled three blocks by then.
+        EXPECT_TRUE(eventually([&] { return client().recordingProgress(0, 1).numFrames >= 12; }));
         service->kill(SIGKILL);
         EXPECT_TRUE(service->waitForExit());
         startService(1);
@@ -58,17 +61,22 @@ TEST_F(Recovery, AFileCutOffByAKilledServiceIsRepairedAndCatalogued) {
     client().finishRecovery(0);
     EXPECT_FALSE(client().hasIncompleteFile(0));
 
+    // The streams find their ports by name and take their present geometry.
     const std::vector<FileRecord> files = client().listFiles(0);
-    ASSERT_EQ(files.size(), 1u);
-    EXPECT_EQ(files[0].fileId, fileId);
-    EXPECT_EQ(files[0].name, std::to_string(fileId) + "-" + std::to_string(files[0].streamId));
-    EXPECT_EQ(files[0].port, "REC-A-1");
-    EXPECT_EQ(files[0].width, 256u);
-    EXPECT_GE(files[0].numFrames, 2u);
+    ASSERT_EQ(files.size(), 2u);
     EXPECT_EQ(metaBlock("REC-A", fileId), files);
-    client::Playback playback(client(), 0, fileId, files[0].streamId);
-    EXPECT_TRUE(isCameraFrame(playback.read(0), 256, 128, 0, 0));
-    EXPECT_TRUE(isCameraFrame(playback.read(files[0].numFrames - 1), 256, 128, 0, files[0].numFrames - 1));
+    for (uint8_t port = 0; port < 2; ++port) {
+        SCOPED_TRACE(port);
+        const FileRecord& file = files[port];
+        EXPECT_EQ(file.fileId, fileId);
+        EXPECT_EQ(file.name, std::to_string(fileId) + "-" + std::to_string(file.streamId));
+        EXPECT_EQ(file.port, client().portName(0, port));
+        EXPECT_EQ(file.height, port == 0 ? 128u : 64u);
+        ASSERT_GE(file.numFrames, 2u);
+        client::Playback playback(client(), 0, fileId, file.streamId);
+        EXPECT_TRUE(isCameraFrame(playback.read(0), 256, file.height, port, 0));
+        EXPECT_TRUE(isCameraFrame(playback.read(file.numFrames - 1), 256, file.height, port, file.numFrames - 1));
+    }
 }
 
 TEST_F(Recovery, ACancelledJobLeavesTheFileAndADamagedFileFailsItsRepair) {
