@@ -40,8 +40,8 @@ std::optional<uint64_t> LiveCamera::waitForFrame(std::chrono::milliseconds timeo
     }
     const Clock::time_point due = silent ? deadline : std::min(deadline, dueTime(frame));
     const bool interrupted = wake_.wait_until(lock, due, [&] { return interrupts_ != interruptsBefore; });
-    // A grab that runs out of time gets no frame, as an interrupted one: the caller tells the two
-    // apart by neither.
+    // A grab that runs out of time gets no frame, like an interrupted one, rather than an error:
+    // that is how the recorder library answers, and what the service reports to its client.
     if (interrupted || silent || dueTime(frame) > deadline) {
         return std::nullopt;
     }
