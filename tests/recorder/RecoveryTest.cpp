@@ -60,6 +60,12 @@ TEST_F(Recovery, AFileCutOffByAKilledServiceIsRepairedAndCatalogued) {
     EXPECT_EQ(client().recoveryStatus(0), RecoveryStatus::Done);
     client().finishRecovery(0);
     EXPECT_FALSE(client().hasIncompleteFile(0));
+    // The status is of the connection: a recorder plugged in again reports none.
+    writeDescription({recorder("REC-A", false)});
+    ASSERT_TRUE(eventually([&] { return !client().deviceConnected(0); }));
+    writeDescription({recorder("REC-A")});
+    ASSERT_TRUE(eventually([&] { return client().deviceConnected(0) && !client().listFiles(0).empty(); }));
+    EXPECT_EQ(client().recoveryStatus(0), RecoveryStatus::NotRun);
 
     // The streams find their ports by name and take their present geometry.
     const std::vector<FileRecord> files = client().listFiles(0);
