@@ -41,6 +41,13 @@ bool RecordingMonitor::poll() {
 
 void RecordingMonitor::sample(PortState& state, Clock::time_point now) {
     state.progress = client_.recordingProgress(device_, state.port.index);
+    // A port that reached its frame count keeps the rate it finished at, rather than a rate
+    // that falls while its slower neighbours go on.
+    const bool finished = request_.type == client::StopCondition::FrameCount && state.samples.size() >= 2 &&
+                          state.samples.back().second >= request_.count;
+    if (finished) {
+        return;
+    }
     state.samples.emplace_back(now, state.progress.numFrames);
     while (state.samples.size() > 2 && now - state.samples.front().first > RateWindow) {
         state.samples.pop_front();
