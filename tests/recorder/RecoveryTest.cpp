@@ -114,7 +114,8 @@ TEST_F(Recovery, ACancelledJobLeavesTheFileAndADamagedFileFailsItsRepair) {
     client().discardIncompleteFile(0);
     EXPECT_FALSE(client().hasIncompleteFile(0));
     EXPECT_TRUE(client().listFiles(0).empty());
-    for (const json& file : driveSetIndex("REC-A").at("files")) {
+    const json index = driveSetIndex("REC-A");
+    for (const json& file : index.at("files")) {
         EXPECT_NE(file.at("id"), fileId) << file.dump();
     }
 }
