@@ -173,6 +173,8 @@ using RecorderFaults = RecorderFixture;
 // Every family of commands meets a failing library operation with an error reply, and works
 // again once the fault is lifted.
 TEST_F(RecorderFaults, FailingLibraryOperationsAnswerErrorsAndTheRecorderRecoversWhenLifted) {
+    // A recorder's live region lasts until the next start, and the killed service leaves it.
+    const ScopedMount sharedMemory = ScopedMount::tmpfs("/dev/shm", 16 * 1024 * 1024);
     writeDescription({recorder("REC-A")});
     startService(1);
     client().setup(0);

@@ -20,6 +20,8 @@ namespace fs = std::filesystem;
 using Permissions = RecorderFixture;
 
 TEST_F(Permissions, SocketLockAndSharedRegionsAreTheUsersAlone) {
+    // A recorder's live region lasts until the next start, and the killed service leaves it.
+    const ScopedMount sharedMemory = ScopedMount::tmpfs("/dev/shm", 16 * 1024 * 1024);
     writeDescription({recorder("REC-A")});
     startService(2, {{"TAVUSRV_ENABLE_EMULATOR", "1"}});
     EXPECT_EQ(modeOf(home.socketPath()), 0600u);

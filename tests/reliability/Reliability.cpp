@@ -52,13 +52,30 @@ bool sharedRegionExists(const std::string& mapping) {
     return fs::exists("/dev/shm/" + mapping, ignored);
 }
 
+size_t sharedRegionCount() { return entriesIn("/dev/shm"); }
+
+std::set<std::string> sharedRegionsMapped() {
+    std::set<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
+        std::ifstream maps(entry->path() / "maps");
+        for (std::string line; std::getline(maps, line);) {
+            const auto at = line.find("/dev/shm/");
+            if (at != std::string::npos) {
+                names.insert(line.substr(at + 9, line.find(' ', at) - at - 9));
+            }
+        }
+    }
+    return names;
+}
+
 unsigned modeOf(const fs::path& path) {
     struct stat info {};
     return ::lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0xFFFFFFFF;
 }
 
 ScopedMount ScopedMount::tmpfs(const fs::path& where, uint64_t bytes) {
-    const std::string options = "size=" + std::to_string(bytes) + ",mode=0700";
+    const std::string options = "size=" + std::to_string(bytes) + ",mode=1777";
     if (!privateNamespace() || ::mount("tavutest", where.c_str(), "tmpfs", 0, options.c_str()) != 0) {
         return ScopedMount({});
     }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <set>
 #include <string>
 
 namespace tavu::test {
@@ -19,6 +20,12 @@ Footprint footprintOf(pid_t pid);
 
 // Whether a shared region of that name still exists.
 bool sharedRegionExists(const std::string& mapping);
+
+// Shared regions in /dev/shm.
+size_t sharedRegionCount();
+
+// Names of the shared regions that any process maps.
+std::set<std::string> sharedRegionsMapped();
 
 // Mode bits (permissions only) of a path, not following a link.
 unsigned modeOf(const std::filesystem::path& path);
