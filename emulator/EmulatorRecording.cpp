@@ -5,6 +5,7 @@
 #include "records/FileTime.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <cstdio>
 #include <functional>
 #include <mutex>
@@ -52,13 +53,20 @@ void TavuDeviceEmulator::startRecording(uint32_t portMask, uint8_t externalTrigg
 }
 
 // The largest id of the catalogue plus 1, and at least 1: a removed last recording's id is
-// given again.
+// given again. An id whose frames still lie in the folder is passed over: after a damaged
+// catalogue the recordings it named are on disk still, and the stop of a new recording would
+// otherwise put its frames in their place.
 uint32_t TavuDeviceEmulator::nextFileId() const {
     uint32_t largest = 0;
     for (const FileRecord& entry : catalogue_) {
         largest = std::max(largest, entry.fileId);
     }
-    return std::max<uint32_t>(largest + 1, 1);
+    uint32_t next = std::max<uint32_t>(largest + 1, 1);
+    std::error_code ignored;
+    while (std::filesystem::exists(folder_.framePath(next), ignored)) {
+        ++next;
+    }
+    return next;
 }
 
 // Its frame count stays 0 until the stop, so the entry of a cut-off recording never survives a

@@ -2,6 +2,7 @@
 #include "registry/FileRecord.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,15 @@ uint32_t frameBytes(uint16_t width, uint16_t height);
 // size: a limit of the emulated device. 0 when the file cannot be queried.
 uint64_t truncatedFileSize(const std::string& path);
 
-// Writes a file metadata record; raises "Failed to open file: <path>" when it cannot be created.
+class Stream;
+
+// Replaces a record file with what `write` puts into it. The record goes to a file beside it
+// first and takes the old one's place only once all of it is on disk: rewritten in place, a
+// record cut short by a full disk would lose every recording that the old one listed. Raises
+// "Failed to open file: <path>" when the new record cannot be written whole; the old one stays.
+void replaceRecordFile(const std::string& path, const std::function<void(Stream&)>& write);
+
+// Writes a file metadata record with replaceRecordFile.
 void writeMetaFile(const std::string& path, const std::vector<FileRecord>& records);
 
 // Removes a file, ignoring any failure.

@@ -80,8 +80,8 @@ PortRecord TavuDeviceEmulator::portRecord() const {
 }
 
 void TavuDeviceEmulator::writePortConfig() {
-    FileStream stream(folder_.configPath().c_str(), "wb");
-    writePortRecords({portRecord()}, stream, kAnyBlockSize);
+    replaceRecordFile(folder_.configPath(),
+                      [&](Stream& stream) { writePortRecords({portRecord()}, stream, kAnyBlockSize); });
 }
 
 void TavuDeviceEmulator::writeCatalogue() { writeMetaFile(folder_.cataloguePath(), catalogue_); }
@@ -225,9 +225,12 @@ void TavuDeviceEmulator::removeFile(uint32_t fileId, uint32_t) {
     const FileEntries entries = findFile(fileId);
     catalogue_.erase(entries.catalogue);
     visible_.erase(entries.visible);
-    writeCatalogue();
+    // The frames go first: on a full disk the new catalogue finds room only once they have
+    // gone, and a catalogue that still names a deleted recording shows nothing at the next
+    // start, as its description is gone too.
     removeQuietly(folder_.framePath(fileId));
     removeQuietly(folder_.framePath(fileId) + ".meta");
+    writeCatalogue();
 }
 
 // Names are free text: nothing keeps two recordings from sharing one.

@@ -19,4 +19,13 @@ uint64_t FileStream::write(const void* buffer, uint64_t byteCount) {
     return std::fwrite(buffer, 1, byteCount, file_.get());
 }
 
+bool FileStream::finish() {
+    std::FILE* file = file_.release();
+    if (file == nullptr) {
+        return false;
+    }
+    const bool flushed = std::fflush(file) == 0 && std::ferror(file) == 0;
+    return std::fclose(file) == 0 && flushed;
+}
+
 }  // namespace tavu

@@ -19,6 +19,10 @@ public:
     uint64_t read(void* buffer, uint64_t byteCount) override;
     uint64_t write(const void* buffer, uint64_t byteCount) override;
 
+    // Flushes and closes the file. False when a write, the flush or the close failed, which
+    // the short counts of write alone don't show: buffered bytes meet a full disk only here.
+    bool finish();
+
 private:
     struct Closer {
         void operator()(std::FILE* file) const { std::fclose(file); }

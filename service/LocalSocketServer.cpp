@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
@@ -30,8 +31,19 @@ bool ensureFolder(const std::string& socketPath) {
     if (::mkdir(folder.c_str(), 0700) == 0) {
         return true;
     }
+    if (errno != EEXIST) {
+        return false;
+    }
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
     struct stat info {};
-    return errno == EEXIST && ::stat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    if (runtime != nullptr && runtime[0] != '\0') {
+        return ::stat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    }
+    // Anyone can make a folder in /tmp, and whoever owns the one we find, or what a link there
+    // points to, could put a socket of their own in our place. Only a real folder of ours is
+    // used, closed to others as if we had just made it.
+    return ::lstat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::geteuid() &&
+           ((info.st_mode & 077) == 0 || ::chmod(folder.c_str(), 0700) == 0);
 }
 
 }  // namespace
