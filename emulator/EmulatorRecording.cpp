@@ -5,7 +5,6 @@
 #include "records/FileTime.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <cstdio>
 #include <functional>
 #include <mutex>
@@ -53,20 +52,13 @@ void TavuDeviceEmulator::startRecording(uint32_t portMask, uint8_t externalTrigg
 }
 
 // The largest id of the catalogue plus 1, and at least 1: a removed last recording's id is
-// given again. An id whose frames still lie in the folder is passed over: after a damaged
-// catalogue the recordings it named are on disk still, and the stop of a new recording would
-// otherwise put its frames in their place.
+// given again.
 uint32_t TavuDeviceEmulator::nextFileId() const {
     uint32_t largest = 0;
     for (const FileRecord& entry : catalogue_) {
         largest = std::max(largest, entry.fileId);
     }
-    uint32_t next = std::max<uint32_t>(largest + 1, 1);
-    std::error_code ignored;
-    while (std::filesystem::exists(folder_.framePath(next), ignored)) {
-        ++next;
-    }
-    return next;
+    return std::max<uint32_t>(largest + 1, 1);
 }
 
 // Its frame count stays 0 until the stop, so the entry of a cut-off recording never survives a

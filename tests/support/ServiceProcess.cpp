@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -131,6 +132,7 @@ bool ServiceProcess::running() {
     int status = 0;
     if (waitpid(pid_, &status, WNOHANG) == pid_) {
         exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        removeOrphanedRegions();
         return false;
     }
     return true;
@@ -154,7 +156,25 @@ bool ServiceProcess::waitUntilIdle(std::chrono::milliseconds bound) {
     return eventually([&] { return allSleeping() && allSleeping(); }, bound);
 }
 
-void ServiceProcess::kill(int signal) { ::kill(pid_, signal); }
+void ServiceProcess::kill(int signal) {
+    // A killed service can't remove its shared regions: note the ones it has mapped now, and
+    // remove them once it is gone, so that tests leave nothing in /dev/shm.
+    std::istringstream maps(readWhole("/proc/" + std::to_string(pid_) + "/maps"));
+    for (std::string line; std::getline(maps, line);) {
+        const auto at = line.find("/dev/shm/orek_tavu");
+        if (at != std::string::npos && line.find(" (deleted)") == std::string::npos) {
+            orphanedRegions_.insert(line.substr(at + std::string("/dev/shm").size()));
+        }
+    }
+    ::kill(pid_, signal);
+}
+
+void ServiceProcess::removeOrphanedRegions() {
+    for (const std::string& name : orphanedRegions_) {
+        shm_unlink(name.c_str());
+    }
+    orphanedRegions_.clear();
+}
 
 std::string ServiceProcess::standardOutput() const { return readWhole(stdoutPath_); }
 std::string ServiceProcess::standardError() const { return readWhole(stderrPath_); }

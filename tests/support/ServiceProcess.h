@@ -4,6 +4,7 @@
 #include <chrono>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -64,6 +65,9 @@ private:
     std::filesystem::path stderrPath_;
     pid_t pid_ = -1;
     std::optional<int> exitStatus_;
+    std::set<std::string> orphanedRegions_;
+
+    void removeOrphanedRegions();
 };
 
 // Polls a condition until it holds or the bound passes.
