@@ -275,7 +275,7 @@ TEST_F(ServiceTest, HeadsAnnouncingGigabytesCostOnlyWhatArrives) {
         const ObjectValue params = makeMap({{"deviceId", u(0)}, {"port", u(0)}, {"addr", u(0)}, {"size", u(0xFFFFFFFF)}});
         EXPECT_EQ(errorOf(reader.exec(ordinal, ObjectValue(params))), "Invalid device index.");
     }
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef TAVU_SERVICE_SANITIZED
     // Sanitizers reserve terabytes of shadow, which hides this figure; there, an allocation of
     // 4 GiB ends the service with a report instead, which fails the test as well.
     EXPECT_LT(peakVirtualBytes(service->pid()), uint64_t{2} << 30);
