@@ -32,25 +32,6 @@ nlohmann::json twoRecorders() {
                {"ports", {{{"name", "B1"}, {"cameraDetected", false}}}}}}}};
 }
 
-std::vector<uint16_t> pixelsOf(const Common::Frame& frame) {
-    const auto buffer = frame.buffer();
-    std::vector<uint16_t> pixels(buffer->size() / 2);
-    for (size_t index = 0; index < pixels.size(); ++index) {
-        pixels[index] = static_cast<uint16_t>(buffer->data()[2 * index] | buffer->data()[2 * index + 1] << 8);
-    }
-    return pixels;
-}
-
-std::vector<uint16_t> ramp(uint32_t port, uint64_t frame, uint32_t width, uint32_t height) {
-    std::vector<uint16_t> pixels;
-    for (uint32_t y = 0; y < height; ++y) {
-        for (uint32_t x = 0; x < width; ++x) {
-            pixels.push_back(static_cast<uint16_t>(frame + x + 2 * y + 4096 * port));
-        }
-    }
-    return pixels;
-}
-
 SimFixture::SimFixture() {
     std::string pattern = (fs::temp_directory_path() / "tavusim-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) {
@@ -115,13 +96,6 @@ boost::shared_ptr<Quillon::DriveSet> SimFixture::createDriveSetOfAllDrives(Quill
     sets->create(parameters);
     auto ids = sets->ids();
     return sets->open(ids[ids.size() - 1]);
-}
-
-void SimFixture::describeFrames(Quillon::Port& port, uint32_t width, uint32_t height) {
-    const auto descriptor = library().createDataDescriptor(4);
-    descriptor->field(35) = Quillon::ParameterValue::unsigned32(width);
-    descriptor->field(2) = Quillon::ParameterValue::unsigned32(height);
-    port.setDataDescriptor(descriptor);
 }
 
 boost::shared_ptr<Common::Buffer> SimFixture::buffer(uint64_t size, uint8_t fill) {

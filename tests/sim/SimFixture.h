@@ -32,11 +32,6 @@ std::string libraryError(Action&& action) {
 // two drives of 1 MiB, clusters of 4096 bytes (blocks of 16 KiB); "REC-B", not connected.
 nlohmann::json twoRecorders();
 
-// The pixels of a 16-bit frame, as the library delivered them.
-std::vector<uint16_t> pixelsOf(const Common::Frame& frame);
-// Pixel (x, y) of camera frame f on port p: (f + x + 2y + 4096p) mod 65536, row by row.
-std::vector<uint16_t> ramp(uint32_t port, uint64_t frame, uint32_t width, uint32_t height);
-
 class SimFixture : public ::testing::Test {
 protected:
     SimFixture();
@@ -57,9 +52,6 @@ protected:
     // A drive set made of every drive of the recorder, as the service makes it.
     boost::shared_ptr<Quillon::DriveSet> createDriveSetOfAllDrives(Quillon::Device& device);
     boost::shared_ptr<Common::Buffer> buffer(uint64_t size, uint8_t fill = 0);
-
-    // Declares frames of width x height on a port, as the service does on a CoaXPress recorder.
-    void describeFrames(Quillon::Port& port, uint32_t width, uint32_t height);
 
 private:
     std::filesystem::path root_;
