@@ -12,14 +12,14 @@ namespace tavu {
 
 namespace {
 
-constexpr const char* kInvalid = "Inalid config file.";
-constexpr uint32_t kPairsWithoutInfo = 7;
+constexpr const char* kInvalidConfig = "Inalid config file.";
+constexpr uint32_t kPortPairsWithoutInfo = 7;
 // A port map needs at least its name and the four numbers of its configuration.
 constexpr uint32_t kMinPortPairs = 5;
 
 void writePortMap(MessageWriter& writer, const PortRecord& port, uint64_t maxInlineInfo) {
     const bool inlineInfo = !port.info.empty() && port.info.size() <= maxInlineInfo;
-    writer.writeMapHeader(inlineInfo ? kPairsWithoutInfo + 1 : kPairsWithoutInfo);
+    writer.writeMapHeader(inlineInfo ? kPortPairsWithoutInfo + 1 : kPortPairsWithoutInfo);
     auto number = [&](const char* key, uint64_t value) {
         writer.writeString(key);
         writer.writeUint(value);
@@ -71,7 +71,7 @@ void readPortField(MessageReader& reader, const std::string& key, PortRecord& po
 PortRecord readPortMap(MessageReader& reader) {
     uint32_t pairs = reader.readMapHeader();
     if (pairs < kMinPortPairs) {
-        throw std::runtime_error(kInvalid);
+        throw std::runtime_error(kInvalidConfig);
     }
     PortRecord port;
     std::string key;
@@ -108,7 +108,7 @@ void writePortRecords(const std::vector<PortRecord>& ports, Stream& stream,
 
 std::vector<PortRecord> readPortRecords(Stream& stream) {
     MessageReader reader(stream);
-    uint32_t remaining = readEnvelope(reader, "config", kInvalid);
+    uint32_t remaining = readEnvelope(reader, "config", kInvalidConfig);
     reader.findField(remaining, "config");
     std::vector<PortRecord> ports;
     for (uint32_t count = reader.readArrayHeader(); count > 0; --count) {

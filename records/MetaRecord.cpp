@@ -14,12 +14,12 @@ namespace tavu {
 
 namespace {
 
-constexpr const char* kInvalid = "Invalid file metadata.";
-constexpr uint32_t kPairsWithoutInfo = 14;
+constexpr const char* kInvalidMeta = "Invalid file metadata.";
+constexpr uint32_t kFilePairsWithoutInfo = 14;
 
 void writeFileMap(MessageWriter& writer, const FileRecord& file) {
     const bool hasInfo = !file.info.empty();
-    writer.writeMapHeader(hasInfo ? kPairsWithoutInfo + 1 : kPairsWithoutInfo);
+    writer.writeMapHeader(hasInfo ? kFilePairsWithoutInfo + 1 : kFilePairsWithoutInfo);
     auto text = [&](const char* key, const std::string& value) {
         writer.writeString(key);
         writer.writeString(value);
@@ -143,7 +143,7 @@ void writeMetaList(const std::vector<FileRecord>& list, void* data, uint64_t siz
 void readMetaList(std::vector<FileRecord>& target, Stream& stream) {
     target.clear();
     MessageReader reader(stream);
-    uint32_t remaining = readEnvelope(reader, "meta", kInvalid);
+    uint32_t remaining = readEnvelope(reader, "meta", kInvalidMeta);
     reader.findField(remaining, "info");
     for (uint32_t count = reader.readArrayHeader(); count > 0; --count) {
         FileRecord file = readFileMap(reader);

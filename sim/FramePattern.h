@@ -3,6 +3,9 @@
 
 namespace sim {
 
+// A camera whose measured frame rate is below this delivers no frames at all.
+constexpr double SilentRate = 0.001;
+
 // What the simulated cameras see: a ramp that moves by one with each frame, so that every
 // pixel of every frame is known to a test. Pixel (x, y) of camera frame f on the port with
 // index p is (f + x + 2y + 4096p) mod 65536.

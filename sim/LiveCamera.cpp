@@ -1,14 +1,11 @@
 #include "sim/LiveCamera.h"
 
+#include "sim/FramePattern.h"
+
 #include <algorithm>
 #include <cmath>
 
 namespace sim {
-namespace {
-
-constexpr double SilentRate = 0.001;
-
-}  // namespace
 
 void LiveCamera::start() {
     std::lock_guard lock(mutex_);

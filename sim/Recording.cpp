@@ -12,7 +12,6 @@
 namespace sim {
 namespace {
 
-constexpr double SilentRate = 0.001;
 // A recording that waits for nothing in particular still looks at its cameras this often, as
 // their frame rates may change.
 constexpr std::chrono::milliseconds Poll{50};

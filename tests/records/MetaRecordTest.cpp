@@ -21,7 +21,7 @@ Bytes written(const std::vector<FileRecord>& list) {
     return Bytes(stream.data(), stream.data() + stream.size());
 }
 
-std::vector<FileRecord> parsed(const Bytes& bytes) {
+std::vector<FileRecord> parsedFiles(const Bytes& bytes) {
     Decoder decoder(bytes);
     std::vector<FileRecord> list;
     readMetaList(list, decoder.stream);
@@ -42,7 +42,7 @@ Bytes withFileMap(uint32_t pairs, Fields fields) {
 TEST(MetaRecordTest, WritesTheEnvelopeAndTheFileMapKeysInOrder) {
     const Bytes head = concat({}, "\x84\xA4orek\xC3\xA4type\xA4meta\xA7version\x00\xA4info"s);
     EXPECT_EQ(written({}), concat(head, "\x90"));
-    EXPECT_TRUE(parsed(written({})).empty());
+    EXPECT_TRUE(parsedFiles(written({})).empty());
 
     const Bytes one = written({sampleFile()});
     EXPECT_EQ(Bytes(one.begin(), one.begin() + head.size() + 1), concat(head, "\x91"));
@@ -65,7 +65,7 @@ TEST(MetaRecordTest, RoundTripsThroughAMemoryBuffer) {
 }
 
 TEST(MetaRecordTest, ReadsKeysInAnyOrderSkipsUnknownOnesAndCutsNumbersToWidth) {
-    const std::vector<FileRecord> list = parsed(withFileMap(9, [](MessageWriter& w) {
+    const std::vector<FileRecord> list = parsedFiles(withFileMap(9, [](MessageWriter& w) {
         w.writeString("info");
         w.writeBlob(nullptr, 0);
         w.writeString("extra");
@@ -96,7 +96,7 @@ TEST(MetaRecordTest, ReadsKeysInAnyOrderSkipsUnknownOnesAndCutsNumbersToWidth) {
 
 TEST(MetaRecordTest, FillsInSizeAndTimestampAndDropsUnusableEntries) {
     auto minimal = [](const char* name, uint64_t width, uint64_t height, uint64_t frames) {
-        return parsed(withFileMap(4, [=](MessageWriter& w) {
+        return parsedFiles(withFileMap(4, [=](MessageWriter& w) {
             w.writeString("name");
             w.writeString(name);
             number(w, "width", width);
@@ -132,16 +132,16 @@ TEST(MetaRecordTest, RefusesABadSignatureOrAMissingPayload) {
         return bytes;
     };
     const char* invalid = "Invalid file metadata.";
-    EXPECT_THAT([&] { parsed(patched(0, "\x83")); }, throwsRuntime(invalid));
-    EXPECT_THAT([&] { parsed(patched(2, "Orek")); }, throwsRuntime(invalid));
-    EXPECT_THAT([&] { parsed(patched(6, "\xC2")); }, throwsRuntime(invalid));
-    EXPECT_THAT([&] { parsed(patched(13, "mexa")); }, throwsRuntime(invalid));
-    EXPECT_THAT([&] { parsed(patched(25, "\x01")); }, throwsRuntime(invalid));
-    EXPECT_THAT([&] { parsed(patched(27, "infX")); }, throwsRuntime("Map field not found."));
+    EXPECT_THAT([&] { parsedFiles(patched(0, "\x83")); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedFiles(patched(2, "Orek")); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedFiles(patched(6, "\xC2")); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedFiles(patched(13, "mexa")); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedFiles(patched(25, "\x01")); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedFiles(patched(27, "infX")); }, throwsRuntime("Map field not found."));
 
     // Refused by its first key, before the string behind it can fail as a boolean.
     const Bytes typeFirst = concat({}, "\x84\xA4type\xA4meta\xA4orek\xC3"s);
-    EXPECT_THAT([&] { parsed(typeFirst); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedFiles(typeFirst); }, throwsRuntime(invalid));
 }
 
 TEST(MetaRecordTest, TruncatedInputRaisesTheStreamsFailureAndKeepsEarlierEntries) {

@@ -20,7 +20,7 @@ Bytes written(const std::vector<PortRecord>& ports, uint64_t maxInlineInfo) {
     return Bytes(stream.data(), stream.data() + stream.size());
 }
 
-std::vector<PortRecord> parsed(const Bytes& bytes) {
+std::vector<PortRecord> parsedPorts(const Bytes& bytes) {
     Decoder decoder(bytes);
     return readPortRecords(decoder.stream);
 }
@@ -37,9 +37,9 @@ Bytes withPortMap(uint32_t pairs, Fields fields, const char* type = "config") {
 
 TEST(ConfigRecordTest, WritesPortsInOrderWithBlocksInlineUpToTheLimit) {
     const std::vector<PortRecord> ports = {port("A", 16384), port("B", 16385), port("C", 0)};
-    EXPECT_EQ(parsed(written(ports, kUnlimited)), ports);
+    EXPECT_EQ(parsedPorts(written(ports, kUnlimited)), ports);
 
-    std::vector<PortRecord> hardware = parsed(written(ports, kMaxInlineBlock));
+    std::vector<PortRecord> hardware = parsedPorts(written(ports, kMaxInlineBlock));
     EXPECT_EQ(hardware.at(0), ports[0]);
     EXPECT_TRUE(hardware.at(1).info.empty());
 
@@ -68,7 +68,7 @@ TEST(ConfigRecordTest, ReadsKeysInAnyOrderAndAcceptsAnUnpairedPort) {
         w.writeString("name");
         w.writeString("P");
     });
-    EXPECT_EQ(parsed(reversed),
+    EXPECT_EQ(parsedPorts(reversed),
               (std::vector<PortRecord>{{"P", "cam", 3, 4, 5, 6, 5, {'x', 'y'}}}));
 
     auto fivePairs = [](MessageWriter& w) {
@@ -79,15 +79,15 @@ TEST(ConfigRecordTest, ReadsKeysInAnyOrderAndAcceptsAnUnpairedPort) {
         number(w, "pixelFormat", 5);
         number(w, "tapGeometry", 6);
     };
-    EXPECT_EQ(parsed(withPortMap(5, fivePairs)),
+    EXPECT_EQ(parsedPorts(withPortMap(5, fivePairs)),
               (std::vector<PortRecord>{{"P", "", 3, 4, 5, 6, 0, {}}}));
 
     const char* invalid = "Inalid config file.";
-    EXPECT_THAT([&] { parsed(withPortMap(4, fivePairs)); }, throwsRuntime(invalid));
-    EXPECT_THAT([&] { parsed(withPortMap(5, fivePairs, "meta")); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedPorts(withPortMap(4, fivePairs)); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedPorts(withPortMap(5, fivePairs, "meta")); }, throwsRuntime(invalid));
     Bytes threePairs = withPortMap(5, fivePairs);
     threePairs[0] = 0x83;
-    EXPECT_THAT([&] { parsed(threePairs); }, throwsRuntime(invalid));
+    EXPECT_THAT([&] { parsedPorts(threePairs); }, throwsRuntime(invalid));
 }
 
 TEST(ConfigRecordTest, MergeMatchesPortsByNameAndFollowsTheEmptyBlockRule) {

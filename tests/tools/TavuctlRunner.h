@@ -56,4 +56,6 @@ private:
     int runs_ = 0;
 };
 
+inline bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
 }  // namespace tavu::test

@@ -17,8 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 class TavuctlOnSimTest : public ::testing::Test {
 protected:
     TavuctlOnSimTest() : tavuctl(home, environment()) {

@@ -21,8 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 class TavuctlTest : public ::testing::Test {
 protected:
     TavuctlTest()

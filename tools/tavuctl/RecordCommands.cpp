@@ -16,7 +16,7 @@ namespace tavu::tavuctl {
 
 namespace {
 
-constexpr timespec PollInterval{0, 200'000'000};
+constexpr timespec ProgressPollInterval{0, 200'000'000};
 
 constexpr const char* RecordFooter =
     "How the options reach the recorder:\n"
@@ -153,7 +153,7 @@ Ending watch(Session& session, uint32_t device, RecordingMonitor& monitor, const
         }
         display.show(monitor.lines(display.terminal()));
         // A signal ends the wait early.
-        nanosleep(&PollInterval, nullptr);
+        nanosleep(&ProgressPollInterval, nullptr);
     }
 }
 

@@ -16,7 +16,7 @@ namespace {
 
 using client::RecoveryStatus;
 
-constexpr timespec PollInterval{0, 250'000'000};
+constexpr timespec RecoveryPollInterval{0, 250'000'000};
 
 struct RecoverOptions {
     uint32_t device = 0;
@@ -47,7 +47,7 @@ RecoveryStatus waitForRecovery(Session& session, uint32_t device) {
             attempt("cannot cancel the recovery on " + onDevice(device), [&] { client.cancelRecovery(device); });
         }
         display.show({line + (cancelled ? "  (cancelling)" : "  (Ctrl-C cancels)")});
-        nanosleep(&PollInterval, nullptr);
+        nanosleep(&RecoveryPollInterval, nullptr);
     }
 }
 
