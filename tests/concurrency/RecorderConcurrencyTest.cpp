@@ -16,13 +16,10 @@ TEST_F(RecorderConcurrency, LiveViewOnTwoPortsPlaybackAndOtherCommandsAtOnce) {
     startService(1);
     client().setup(0);
     client().pairPort(0, 0, "cam", std::vector<uint8_t>{1}, 1);
-    for (uint8_t port = 0; port < 2; ++port) {
-        client().setPortConfig(0, port, {16, 8, 0, 0});
-    }
-    client().startRecording(0, {1, 0, client::StopCondition::FrameCount, 8, false, 0});
-    ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
-    client().stopRecording(0);
-    const client::RecordingFile file = client().recordingFile(0, 0);
+    client().setPortConfig(0, 1, {16, 8, 0, 0});
+    const std::vector<FileRecord> files = recordFrames(0b01, 8, 16, 8);
+    ASSERT_EQ(files.size(), 1u);
+    const FileRecord& file = files[0];
 
     constexpr int Rounds = 20;
     std::vector<std::thread> threads;
