@@ -12,8 +12,7 @@ namespace {
 using RecorderConcurrency = RecorderFixture;
 
 TEST_F(RecorderConcurrency, LiveViewOnTwoPortsPlaybackAndOtherCommandsAtOnce) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     client().setup(0);
     client().pairPort(0, 0, "cam", std::vector<uint8_t>{1}, 1);
     client().setPortConfig(0, 1, {16, 8, 0, 0});

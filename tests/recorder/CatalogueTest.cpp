@@ -28,8 +28,7 @@ bool listsName(const json& index, const std::string& name) {
 using Catalogue = RecorderFixture;
 
 TEST_F(Catalogue, NamesAndFieldsReachTheDriveAndRemovalTakesTheFileWithItsLastStream) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     // A pairing block too large for the metadata goes to an info file of the stream.
     const std::vector<uint8_t> identity(20000, 9);
     client().setPortConfig(0, 1, {32, 8, 0, 0});

@@ -56,8 +56,7 @@ TEST_F(Enquiries, UnpluggingAndPluggingKeepTheIndexAndTheDisconnectedHaveNoPorts
 }
 
 TEST_F(Enquiries, SetupRecreatesTheTavuSetAndPercentUsedFollowsItsFiles) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     client().setup(0);
     const json fresh = driveSetIndex("REC-A");
     ASSERT_FALSE(fresh.is_null());
@@ -82,8 +81,7 @@ TEST_F(Enquiries, SetupRecreatesTheTavuSetAndPercentUsedFollowsItsFiles) {
 using Pairing = RecorderFixture;
 
 TEST_F(Pairing, TheBlockLimitDecidesWhereThePairingLivesAndBothSurviveARestart) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     client().setup(0);
     const std::vector<uint8_t> atLimit(16384, 1), overLimit(16385, 2);
     client().pairPort(0, 0, "cam-small", atLimit, 2);

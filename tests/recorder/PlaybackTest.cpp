@@ -9,8 +9,7 @@ namespace {
 using Playback = RecorderFixture;
 
 TEST_F(Playback, OpenFilesReadTheCameraFramesReuseTheLowestIdAndBarRemoval) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     const std::vector<FileRecord> files = recordFrames(3, 20, 16, 4);
     ASSERT_EQ(files.size(), 2u);
     const FileRecord& second = files[1];

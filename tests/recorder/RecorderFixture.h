@@ -56,6 +56,11 @@ protected:
     // Starts the service (noautoclose) and waits until it lists `devices` recorders.
     void startService(uint32_t devices, ServiceProcess::Environment extra = {});
     void stopService();
+    // The usual start: one recorder, "REC-A", and the service that lists it.
+    void startWithRecorderA() {
+        writeDescription({recorder("REC-A")});
+        startService(1);
+    }
     client::Client& client() { return *client_; }
     // A further connection to the running service.
     std::unique_ptr<client::Client> connect() const;

@@ -15,8 +15,7 @@ using nlohmann::json;
 using Recording = RecorderFixture;
 
 TEST_F(Recording, TwoPortsShareOneFileWhoseMetaBlockListsThemInPortOrder) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     const uint32_t queue = client().createEventQueue();
     // The geometry ties the ports to the drive set, where the pairing is kept.
     client().setPortConfig(0, 0, {32, 8, 0, 0});
@@ -103,8 +102,7 @@ TEST_F(Recording, ATimeLimitEndsEveryPortAndASilentOneLeavesNoEntry) {
 }
 
 TEST_F(Recording, APretriggerLoopWaitsForTheSoftwareTriggerAndLeadsTheStream) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     client().setPortConfig(0, 0, {8, 2, 0, 0});
     // A loop of 0.1 s holds 10 frames at 100 per second.
     client().startRecording(0, {1, 0, StopCondition::FrameCount, 25, true, 100000});

@@ -20,8 +20,7 @@ protected:
 };
 
 TEST_F(Passthrough, AChannelIsTheDevicesAndKeepsWorkingThroughRefusalsAndRateChanges) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     EXPECT_EQ(serviceError([&] { client().serialOpen(0, 1, 9600, 0, 1); }), "serial not supported on this device");
     EXPECT_EQ(serviceError([&] { client().serialRead(0, 0, 1); }), "Serial port not open.");
     client().serialOpen(0, 0, 115200, 2, 1);
@@ -57,8 +56,7 @@ TEST_F(Passthrough, AChannelIsTheDevicesAndKeepsWorkingThroughRefusalsAndRateCha
 }
 
 TEST_F(Passthrough, RegistersRoundTripInCameraByteOrder) {
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     // The camera's acquisition-start address, as its register 0x300C holds it.
     EXPECT_EQ(client().registerRead(0, 0, 0x300C, 4), (std::vector<uint8_t>{0, 0, 0x40, 0}));
     const std::vector<uint8_t> written{0x12, 0x34, 0x56, 0x78, 0x9A};

@@ -173,8 +173,7 @@ using RecorderFaults = RecorderFixture;
 TEST_F(RecorderFaults, FailingLibraryOperationsAnswerErrorsAndTheRecorderRecoversWhenLifted) {
     // A recorder's live region lasts until the next start, and the killed service leaves it.
     const ScopedMount sharedMemory = ScopedMount::tmpfs("/dev/shm", 16 * 1024 * 1024);
-    writeDescription({recorder("REC-A")});
-    startService(1);
+    startWithRecorderA();
     client().setup(0);
     client().pairPort(0, 0, "cam", std::vector<uint8_t>{1}, 1);
     client().setPortConfig(0, 0, {16, 8, 0, 0});
