@@ -18,9 +18,9 @@ namespace tavu::test {
 namespace {
 
 // Reads one whole request, however many receives it takes; nothing when the client left.
-std::optional<ObjectValue> receive(int client, int& receives) {
+std::optional<ObjectValue> receive(int client) {
     std::vector<uint8_t> bytes;
-    for (receives = 1;; ++receives) {
+    for (;;) {
         uint8_t chunk[4096];
         const ssize_t got = ::recv(client, chunk, sizeof chunk, 0);
         if (got <= 0) {
@@ -82,22 +82,15 @@ std::vector<std::string> FakeService::requests() const {
     return requests_;
 }
 
-std::vector<int> FakeService::receivesPerRequest() const {
-    std::lock_guard lock(mutex_);
-    return receives_;
-}
-
 void FakeService::serve() {
     const int client = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (client < 0) {
         return;
     }
-    int receives = 0;
-    while (const std::optional<ObjectValue> request = receive(client, receives)) {
+    while (const std::optional<ObjectValue> request = receive(client)) {
         {
             std::lock_guard lock(mutex_);
             requests_.push_back(describe(*request));
-            receives_.push_back(receives);
         }
         if (!answer(client, *request)) {
             break;

@@ -24,8 +24,6 @@ public:
     void queueReply(std::optional<ObjectValue> reply);
     // The requests so far, written out by describe().
     std::vector<std::string> requests() const;
-    // How many receives each request took; 1 when the client wrote it in one piece.
-    std::vector<int> receivesPerRequest() const;
 
 private:
     void serve();
@@ -37,7 +35,6 @@ private:
     mutable std::mutex mutex_;
     std::deque<std::optional<ObjectValue>> replies_;
     std::vector<std::string> requests_;
-    std::vector<int> receives_;
     std::jthread thread_;
 };
 
