@@ -21,6 +21,24 @@ constexpr uint32_t kReservedSlots = 16;
 
 constexpr const char* kFailedToRead = "Failed to read.";
 
+// One level deeper for as long as it lives. Nesting past MaxDepth fails like any other malformed
+// input, before the recursion can exhaust the stack of a connection's thread.
+class Nesting {
+public:
+    explicit Nesting(uint32_t& depth) : depth_(depth) {
+        if (++depth_ > MessageReader::MaxDepth) {
+            --depth_;
+            throw std::runtime_error(kFailedToRead);
+        }
+    }
+    ~Nesting() { --depth_; }
+    Nesting(const Nesting&) = delete;
+    Nesting& operator=(const Nesting&) = delete;
+
+private:
+    uint32_t& depth_;
+};
+
 void require(bool ok) {
     if (!ok) {
         throw std::runtime_error(kFailedToRead);
@@ -292,16 +310,20 @@ void MessageReader::skipValue() {
         require(readInSteps(lastLength_, [&scratch](uint32_t, uint32_t) { return scratch.data(); }));
         break;
     }
-    case ObjectType::Map:
+    case ObjectType::Map: {
+        const Nesting level(depth_);
         for (uint64_t i = 2 * uint64_t{lastLength_}; i > 0; --i) {
             skipValue();
         }
         break;
-    case ObjectType::Array:
+    }
+    case ObjectType::Array: {
+        const Nesting level(depth_);
         for (uint32_t i = lastLength_; i > 0; --i) {
             skipValue();
         }
         break;
+    }
     default:
         break;  // next() consumed everything else
     }
@@ -364,6 +386,7 @@ ObjectValue MessageReader::readBlobValue() {
 }
 
 ObjectValue MessageReader::readMapValue() {
+    const Nesting level(depth_);
     const uint32_t count = lastLength_;
     ObjectValue map = ObjectValue::map(std::min(count, kReservedSlots));
     for (uint32_t i = 0; i < count; ++i) {
@@ -377,6 +400,7 @@ ObjectValue MessageReader::readMapValue() {
 }
 
 ObjectValue MessageReader::readArrayValue() {
+    const Nesting level(depth_);
     const uint32_t count = lastLength_;
     ObjectValue array = ObjectValue::array(std::min(count, kReservedSlots));
     for (uint32_t i = 0; i < count; ++i) {

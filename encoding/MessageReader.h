@@ -20,9 +20,14 @@ namespace tavu {
 // decoded maps and arrays reserve only a few slots up front. A hostile head
 // that announces gigabytes costs no more than the bytes that follow it.
 //
+// Maps and arrays nest at most MaxDepth levels deep, far beyond any request or record; a deeper
+// value fails with "Failed to read." rather than recursing until the stack runs out.
+//
 // After any exception the stream position is undefined; drop the reader.
 class MessageReader {
 public:
+    static constexpr uint32_t MaxDepth = 512;
+
     explicit MessageReader(Stream& stream) : stream_(stream) {}
 
     // False, with lastType unchanged, on a short stream or a refused head.
@@ -94,6 +99,7 @@ private:
     bool boolValue_ = false;
     double floatValue_ = 0;
     ObjectType lastType_ = ObjectType::Nil;
+    uint32_t depth_ = 0;
 };
 
 }  // namespace tavu

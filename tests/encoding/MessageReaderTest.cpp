@@ -237,6 +237,30 @@ TEST(MessageReaderTest, HugeAnnouncedLengthsCostOnlyTheBytesThatArrive) {
     EXPECT_LT(largestAllocation(), 1u << 20);
 }
 
+TEST(MessageReaderTest, NestingIsReadUpToTheLimitAndRefusedPastIt) {
+    for (const Bytes& level : {Bytes{0x91}, Bytes{0x81, 0xA1, 'k'}}) {
+        for (const uint32_t depth : {MessageReader::MaxDepth, MessageReader::MaxDepth + 1}) {
+            Bytes bytes;
+            for (uint32_t i = 0; i < depth; ++i) {
+                bytes.insert(bytes.end(), level.begin(), level.end());
+            }
+            bytes.push_back(0xC0);
+            for (const bool skip : {false, true}) {
+                SCOPED_TRACE(testing::Message() << "lead " << int{level[0]} << " depth " << depth << " skip " << skip);
+                Decoder d(bytes);
+                ObjectValue value;
+                const auto read = [&] { skip ? d.reader.skipValue() : d.reader.readObject(value); };
+                if (depth <= MessageReader::MaxDepth) {
+                    EXPECT_NO_THROW(read());
+                    EXPECT_TRUE(d.atEnd());
+                } else {
+                    EXPECT_THAT(read, throwsRuntime("Failed to read."));
+                }
+            }
+        }
+    }
+}
+
 TEST(MessageReaderTest, ReadObjectRoundTripsAcrossBodyStepsAndDemandsTextKeys) {
     ObjectValue root = ObjectValue::array(0);
     for (uint32_t length : {0u, 65536u, 200000u}) {

@@ -124,6 +124,27 @@ TEST_F(ServiceTest, EnvelopeFaultsEndTheConnectionWithoutAReply) {
         victim.sendBytes(bytes);
         EXPECT_TRUE(victim.closedWithoutReply());
     }
+    // Nesting past what the reader takes, of arrays and of maps, before and after the handshake.
+    const auto nested = [](Bytes level, size_t depth) {
+        Bytes bytes;
+        for (size_t i = 0; i < depth; ++i) {
+            bytes.insert(bytes.end(), level.begin(), level.end());
+        }
+        bytes.push_back(0x00);
+        return bytes;
+    };
+    for (const bool handshake : {false, true}) {
+        for (const Bytes& level : {Bytes{0x91}, Bytes{0x81, 0xA1, 'k'}}) {
+            TestClient victim = client();
+            if (handshake) {
+                victim.handshake();
+            }
+            victim.sendBytes(nested(level, 200000));
+            EXPECT_TRUE(victim.closedWithoutReply());
+        }
+    }
+    TestClient survivor = client();
+    survivor.handshake();
     // None of those texts went anywhere.
     EXPECT_EQ(service->standardOutput(), "ResponseError: Unsupported version.\n");
     EXPECT_EQ(service->standardError(), "");
