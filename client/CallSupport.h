@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "client/Command.h"
+#include "wire/Commands.h"
 #include "encoding/ObjectValue.h"
 
 // Helpers of the typed calls: building a command's parameters and taking its reply apart.

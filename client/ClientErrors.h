@@ -2,7 +2,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "client/Command.h"
+#include "wire/Commands.h"
 
 namespace tavu::client {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "client/BufferedSocket.h"
-#include "client/Command.h"
+#include "wire/Commands.h"
 #include "encoding/BufferStream.h"
 #include "encoding/ObjectValue.h"
 

@@ -7,6 +7,7 @@
 #include "encoding/MessageWriter.h"
 #include "encoding/ObjectValue.h"
 #include "registry/DeviceEvent.h"
+#include "wire/Commands.h"
 
 namespace tavu {
 
@@ -101,7 +102,6 @@ struct CommandContext {
 };
 
 using CommandHandler = void (*)(CommandContext&);
-constexpr uint32_t CommandCount = 58;
 
 // The handler of an ordinal below CommandCount.
 CommandHandler commandFor(uint32_t ordinal);

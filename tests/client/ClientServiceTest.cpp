@@ -88,7 +88,7 @@ TEST_F(ClientServiceTest, ServiceErrorTextComesThroughAndTheConnectionStaysUsabl
         FAIL() << "no error";
     } catch (const client::ServiceError& error) {
         EXPECT_STREQ(error.what(), "Invalid device index.");
-        EXPECT_EQ(error.command(), client::Command::DeviceName);
+        EXPECT_EQ(error.command(), Command::DeviceName);
     }
     EXPECT_EQ(connection.deviceCount(), 0u);
 }

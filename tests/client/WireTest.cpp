@@ -13,7 +13,6 @@ namespace tavu::test {
 namespace {
 
 using client::Client;
-using client::Command;
 
 class WireTest : public ::testing::Test {
 protected:

@@ -8,23 +8,9 @@
 namespace tavu::test {
 namespace {
 
-enum Ordinal : uint64_t {
-    DeviceName = 5,
-    StartRecovery = 9,
-    SerialOpen = 14,
-    ListFiles = 26,
-    OpenFile = 27,
-    ReadFrame = 30,
-    PairPort = 34,
-    SetPortConfig = 41,
-    StartRecording = 42,
-    StopRecording = 43,
-    IsRecordingDone = 45,
-    StartLive = 52,
-    LiveFrame = 54,
-};
+using enum Command;
 
-ObjectValue result(TestClient& client, uint64_t ordinal, ObjectValue params) {
+ObjectValue result(TestClient& client, Command ordinal, ObjectValue params) {
     return resultOf(client.exec(ordinal, std::move(params)));
 }
 

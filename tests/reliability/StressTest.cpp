@@ -16,8 +16,6 @@
 namespace tavu::test {
 namespace {
 
-using client::Command;
-
 constexpr int Clients = 64;
 constexpr auto Duration = std::chrono::seconds(3);
 constexpr uint32_t Emulator = 0, Recorder = 1;
@@ -65,7 +63,7 @@ private:
         return client_.exec(static_cast<uint64_t>(command), std::move(values));
     }
     void expectSuccess(Command command, ObjectValue values) {
-        EXPECT_EQ(errorOf(exec(command, std::move(values))), "") << client::commandName(command);
+        EXPECT_EQ(errorOf(exec(command, std::move(values))), "") << commandName(command);
     }
     // Names the command's region in the ledger when it succeeded.
     std::string mappingOf(const ObjectValue& reply) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "encoding/ObjectValue.h"
+#include "wire/Commands.h"
 #include "service/LocalSocket.h"
 
 namespace tavu::test {
@@ -40,6 +41,9 @@ public:
     void handshake();  // verCheck 0, asserted
     ObjectValue exec(uint64_t ordinal, ObjectValue params);
     ObjectValue exec(uint64_t ordinal);  // with no "params" key
+    ObjectValue exec(Command command, ObjectValue params) {
+        return exec(static_cast<uint64_t>(command), std::move(params));
+    }
 
     void close() { socket_ = LocalSocket(); }
 

@@ -80,7 +80,7 @@ int run(int argc, char** argv) {
         return report(session, failure.exitCode(), failure.what());
     } catch (const client::ServiceError& error) {
         return report(session, exitcode::Failed,
-                      std::string("the service refused ") + client::commandName(error.command()) + ": " +
+                      std::string("the service refused ") + commandName(error.command()) + ": " +
                           error.what());
     } catch (const client::NoServiceError& error) {
         return report(session, exitcode::NoService, error.what());
