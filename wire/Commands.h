@@ -5,6 +5,7 @@
 // Every command of the protocol, one row each, in wire order: its number, its name (that of its
 // handler and of the client's messages) and the client's enumerator. The service's handler table,
 // the client's ordinals and names, and the tests all come from this list.
+// clang-format off
 #define TAVU_COMMANDS(X)                                \
     X(0, createEventQueue, CreateEventQueue)            \
     X(1, destroyEventQueue, DestroyEventQueue)          \
@@ -64,6 +65,7 @@
     X(55, lockGlobal, LockGlobal)                       \
     X(56, unlockGlobal, UnlockGlobal)                   \
     X(57, hardwareType, HardwareType)                  
+// clang-format on
 
 namespace tavu {
 
