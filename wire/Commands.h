@@ -64,7 +64,7 @@
     X(54, liveFrame, LiveFrame)                         \
     X(55, lockGlobal, LockGlobal)                       \
     X(56, unlockGlobal, UnlockGlobal)                   \
-    X(57, hardwareType, HardwareType)                  
+    X(57, hardwareType, HardwareType)
 // clang-format on
 
 namespace tavu {
