@@ -88,14 +88,25 @@ void TavuDeviceEmulator::stopRecording() {
         throw std::runtime_error("Internal error, lost file id");
     }
     const std::string framePath = folder_.framePath(currentFileId_);
+    const FileRecord incomplete = *entry;
     entry->name = std::to_string(currentFileId_);
     std::rename(folder_.incompletePath().c_str(), framePath.c_str());
     // The frame count comes from the real size: a full disk isn't noticed while recording.
     entry->size = truncatedFileSize(framePath);
     entry->numFrames = entry->size / frameBytes(entry->width, entry->height);
     visible_.push_back(visibleRecordOf(*entry));
-    writeMetaFile(framePath + ".meta", {visible_.back()});
-    writeCatalogue();
+    try {
+        writeMetaFile(framePath + ".meta", {visible_.back()});
+        writeCatalogue();
+    } catch (...) {
+        // Frames that no stored catalogue lists would be found by nothing after a restart, so
+        // they go back to being the cut-off recording, which can be discarded to make room.
+        // The visible record stays until the next start.
+        removeQuietly(framePath + ".meta");
+        std::rename(framePath.c_str(), folder_.incompletePath().c_str());
+        *entry = incomplete;
+        throw;
+    }
 }
 
 FileRecord TavuDeviceEmulator::visibleRecordOf(const FileRecord& entry) const {

@@ -1,12 +1,14 @@
 #include "emulator/EmulatorSupport.h"
 
+#include "encoding/BufferStream.h"
 #include "encoding/FileStream.h"
 #include "records/MetaRecord.h"
 
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <memory>
+#include <filesystem>
+#include <span>
 #include <stdexcept>
 
 namespace tavu {
@@ -29,26 +31,46 @@ uint64_t truncatedFileSize(const std::string& path) {
     return static_cast<uint64_t>(static_cast<int64_t>(static_cast<int32_t>(status.st_size)));
 }
 
-void replaceRecordFile(const std::string& path, const std::function<void(Stream&)>& write) {
-    const std::string partial = path + ".partial";
-    const std::string failure = "Failed to open file: " + path;
-    std::unique_ptr<FileStream> stream;
+namespace {
+
+// Whether all of `bytes` reached the file opened in `mode`.
+bool writeFile(const std::string& path, const char* mode, std::span<const uint8_t> bytes) {
     try {
-        stream = std::make_unique<FileStream>(partial.c_str(), "wb");
+        FileStream file(path.c_str(), mode);
+        return file.write(bytes.data(), bytes.size()) == bytes.size() && file.finish();
     } catch (const std::runtime_error&) {
-        throw std::runtime_error(failure);
+        return false;
     }
-    bool whole = false;
-    try {
-        write(*stream);
-        whole = stream->finish();
-    } catch (...) {
-        removeQuietly(partial);
-        throw;
+}
+
+// Writes over the start of a file at least as long as `bytes` and cuts off the rest. Blocks the
+// file already has need no new room, so this works on a full disk, where a new file beside it
+// can't be written. A failure part-way would leave neither record whole, hence only the second
+// choice.
+bool overwriteInPlace(const std::string& path, std::span<const uint8_t> bytes) {
+    std::error_code error;
+    const uintmax_t size = std::filesystem::file_size(path, error);
+    if (error || bytes.size() > size || !writeFile(path, "r+b", bytes)) {
+        return false;
     }
-    if (!whole || std::rename(partial.c_str(), path.c_str()) != 0) {
-        removeQuietly(partial);
-        throw std::runtime_error(failure);
+    // Readers stop at the end of the record, so an old tail that stays is harmless.
+    std::filesystem::resize_file(path, bytes.size(), error);
+    return true;
+}
+
+}  // namespace
+
+void replaceRecordFile(const std::string& path, const std::function<void(Stream&)>& write) {
+    BufferStream record;
+    write(record);
+    const std::span<const uint8_t> bytes(record.data(), record.size());
+    const std::string partial = path + ".partial";
+    if (writeFile(partial, "wb", bytes) && std::rename(partial.c_str(), path.c_str()) == 0) {
+        return;
+    }
+    removeQuietly(partial);
+    if (!overwriteInPlace(path, bytes)) {
+        throw std::runtime_error("Failed to open file: " + path);
     }
 }
 

@@ -25,8 +25,10 @@ class Stream;
 
 // Replaces a record file with what `write` puts into it. The record goes to a file beside it
 // first and takes the old one's place only once all of it is on disk: rewritten in place, a
-// record cut short by a full disk would lose every recording that the old one listed. Raises
-// "Failed to open file: <path>" when the new record cannot be written whole; the old one stays.
+// record cut short by a full disk would lose every recording that the old one listed. Where
+// that file can't be written, a record no longer than the old one is written over it, so that
+// a shrinking catalogue finds room on a full disk. Raises "Failed to open file: <path>" when
+// the new record cannot be written whole.
 void replaceRecordFile(const std::string& path, const std::function<void(Stream&)>& write);
 
 // Writes a file metadata record with replaceRecordFile.

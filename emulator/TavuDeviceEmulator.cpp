@@ -60,18 +60,23 @@ void TavuDeviceEmulator::loadVisibleFiles() {
     }
 }
 
+// Each element counts as soon as it is read, so a broken later one keeps what earlier ones
+// stored. Only the element of our one port is taken, its block even when empty: the record is
+// the block's only place.
 void TavuDeviceEmulator::loadPortConfig() {
     FileStream stream(folder_.configPath().c_str(), "rb");
-    std::vector<PortRecord> ports{portRecord()};
-    mergePortRecords(readPortRecords(stream), ports, EmptyBlock::Store);
-    PortRecord& port = ports.front();
-    pairedTo_ = std::move(port.pairedTo);
-    width_ = port.width;
-    height_ = port.height;
-    pixelFormat_ = port.pixelFormat;
-    tapGeometry_ = port.tapGeometry;
-    framesPerPacket_ = port.numFramesPerPacket;
-    info_ = std::move(port.info);
+    readPortRecords(stream, [this](PortRecord&& port) {
+        if (port.name != kEmulatorPortName) {
+            return;
+        }
+        pairedTo_ = std::move(port.pairedTo);
+        width_ = port.width;
+        height_ = port.height;
+        pixelFormat_ = port.pixelFormat;
+        tapGeometry_ = port.tapGeometry;
+        framesPerPacket_ = port.numFramesPerPacket;
+        info_ = std::move(port.info);
+    });
 }
 
 PortRecord TavuDeviceEmulator::portRecord() const {

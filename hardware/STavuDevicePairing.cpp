@@ -9,7 +9,9 @@
 #include "records/InfoRecord.h"
 #include "records/QuillonFileStream.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace tavu {
 
@@ -152,28 +154,27 @@ void STavuDevice::readConfigRecord(Quillon::Device& device) {
         throw std::runtime_error("no config file.");
     }
     QuillonFileStream stream(driveSet->openFile(fileId), false);
-    std::vector<PortRecord> records = readPortRecords(stream);
-
-    // Merged over the ports' present state, so that ports the record does not name stay as they
-    // are. An empty stored block keeps the block in memory: a large one lies in its ".pair" file.
-    std::vector<PortRecord> merged;
-    for (uint32_t index = 0; index < portCount_; ++index) {
-        merged.push_back(settingsOf(ports_[index]));
-    }
-    mergePortRecords(std::move(records), merged, EmptyBlock::Keep);
-    for (uint32_t index = 0; index < portCount_; ++index) {
-        PortRecord& stored = merged[index];
-        PortState& port = ports_[index];
-        port.pairedTo = std::move(stored.pairedTo);
-        port.width = stored.width;
-        port.height = stored.height;
-        port.pixelFormat = stored.pixelFormat;
-        port.tapGeometry = stored.tapGeometry;
-        port.framesPerPacket = stored.numFramesPerPacket;
-        if (!stored.info.empty()) {
-            port.pairInfo = std::move(stored.info);
+    // Each element counts as soon as it is read, so a broken later one keeps what earlier ones
+    // stored; it goes to the first port of its name, and ports the record does not name stay as
+    // they are. An empty stored block keeps the block in memory: a large one lies in its ".pair"
+    // file.
+    readPortRecords(stream, [this](PortRecord&& stored) {
+        PortState* const end = ports_.get() + portCount_;
+        PortState* const port =
+            std::find_if(ports_.get(), end, [&](const PortState& state) { return state.name == stored.name; });
+        if (port == end) {
+            return;
         }
-    }
+        port->pairedTo = std::move(stored.pairedTo);
+        port->width = stored.width;
+        port->height = stored.height;
+        port->pixelFormat = stored.pixelFormat;
+        port->tapGeometry = stored.tapGeometry;
+        port->framesPerPacket = stored.numFramesPerPacket;
+        if (!stored.info.empty()) {
+            port->pairInfo = std::move(stored.info);
+        }
+    });
 }
 
 void STavuDevice::writePairRecord(Quillon::Device& device, uint8_t port, std::span<const uint8_t> block) {

@@ -4,9 +4,7 @@
 #include "encoding/MessageWriter.h"
 #include "records/Envelope.h"
 
-#include <algorithm>
 #include <stdexcept>
-#include <utility>
 
 namespace tavu {
 
@@ -82,18 +80,6 @@ PortRecord readPortMap(MessageReader& reader) {
     return port;
 }
 
-void mergeInto(PortRecord&& element, PortRecord& port, EmptyBlock emptyBlock) {
-    port.pairedTo = std::move(element.pairedTo);
-    port.width = element.width;
-    port.height = element.height;
-    port.pixelFormat = element.pixelFormat;
-    port.tapGeometry = element.tapGeometry;
-    port.numFramesPerPacket = element.numFramesPerPacket;
-    if (!element.info.empty() || emptyBlock == EmptyBlock::Store) {
-        port.info = std::move(element.info);
-    }
-}
-
 }  // namespace
 
 void writePortRecords(const std::vector<PortRecord>& ports, Stream& stream,
@@ -106,24 +92,12 @@ void writePortRecords(const std::vector<PortRecord>& ports, Stream& stream,
     }
 }
 
-std::vector<PortRecord> readPortRecords(Stream& stream) {
+void readPortRecords(Stream& stream, const std::function<void(PortRecord&&)>& apply) {
     MessageReader reader(stream);
     uint32_t remaining = readEnvelope(reader, "config", kInvalidConfig);
     reader.findField(remaining, "config");
-    std::vector<PortRecord> ports;
     for (uint32_t count = reader.readArrayHeader(); count > 0; --count) {
-        ports.push_back(readPortMap(reader));
-    }
-    return ports;
-}
-
-void mergePortRecords(std::vector<PortRecord> stored, std::vector<PortRecord>& ports,
-                      EmptyBlock emptyBlock) {
-    for (PortRecord& element : stored) {
-        auto port = std::ranges::find(ports, element.name, &PortRecord::name);
-        if (port != ports.end()) {
-            mergeInto(std::move(element), *port, emptyBlock);
-        }
+        apply(readPortMap(reader));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "encoding/Stream.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,20 +31,10 @@ struct PortRecord {
 void writePortRecords(const std::vector<PortRecord>& ports, Stream& stream,
                       uint64_t maxInlineInfo);
 
-// Reads the port maps of a configuration record as they stand. Fields that a map lacks are
-// zero or empty. Raises "Inalid config file." for a bad envelope or a port map of fewer than
+// Reads the port maps of a configuration record and hands each to `apply` as soon as it is
+// read, so that a fault in a later map leaves what the earlier ones did. Fields that a map lacks
+// are zero or empty. Raises "Inalid config file." for a bad envelope or a port map of fewer than
 // five pairs.
-std::vector<PortRecord> readPortRecords(Stream& stream);
-
-// What a stored port map with an empty block does to the block of its port.
-enum class EmptyBlock {
-    Keep,   // the block may be in a file of its own, to be loaded when asked for
-    Store,  // the record is the only place of the block
-};
-
-// Copies each stored element onto the first port of the same name; elements that name no port
-// are dropped. Everything but the block is always replaced.
-void mergePortRecords(std::vector<PortRecord> stored, std::vector<PortRecord>& ports,
-                      EmptyBlock emptyBlock);
+void readPortRecords(Stream& stream, const std::function<void(PortRecord&&)>& apply);
 
 }  // namespace tavu

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 
 #include "EmulatorFixture.h"
 
@@ -64,6 +65,21 @@ TEST_F(EmulatorTest, GarbageOrUnusableFolderStillGivesAWorkingDevice) {
     EXPECT_FAILS_WITH(device.pairPort(0, "cam", nullptr, 0, 1), failure.c_str());
     EXPECT_EQ(device.pairedTo(0), "cam");
     EXPECT_FAILS_WITH(device.startRecording(1, 0, 1, 1, false, 0), "Failed to create file");
+}
+
+TEST_F(EmulatorTest, PortConfigurationBeforeABrokenElementIsKept) {
+    {
+        TavuDeviceEmulator device;
+        prepare(device, 640, 480);
+    }
+    std::ifstream in(deviceFolder() / ".meta", std::ios::binary);
+    std::string record((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    // A second element, an empty map, which is refused.
+    record[record.find('\x91')] = '\x92';
+    std::ofstream(deviceFolder() / ".meta", std::ios::binary | std::ios::trunc) << record << '\x80';
+    TavuDeviceEmulator device;
+    EXPECT_EQ(device.pairedTo(0), "cam");
+    EXPECT_EQ(portConfig(device), std::vector<uint32_t>({640, 480, 7, 9}));
 }
 
 TEST_F(EmulatorTest, NamesFollowTheirRulesAndPersistWithTheDescriptions) {

@@ -36,7 +36,9 @@ protected:
     std::vector<PortRecord> storedPorts() {
         std::vector<uint8_t> bytes = recorder.store.contents(".config");
         MemStream stream(bytes.data(), bytes.size());
-        return readPortRecords(stream);
+        std::vector<PortRecord> ports;
+        readPortRecords(stream, [&](PortRecord&& port) { ports.push_back(std::move(port)); });
+        return ports;
     }
 
     // The service starts again and finds the recorder.

@@ -22,7 +22,9 @@ Bytes written(const std::vector<PortRecord>& ports, uint64_t maxInlineInfo) {
 
 std::vector<PortRecord> parsedPorts(const Bytes& bytes) {
     Decoder decoder(bytes);
-    return readPortRecords(decoder.stream);
+    std::vector<PortRecord> ports;
+    readPortRecords(decoder.stream, [&](PortRecord&& port) { ports.push_back(std::move(port)); });
+    return ports;
 }
 
 template <typename Fields>
@@ -90,20 +92,27 @@ TEST(ConfigRecordTest, ReadsKeysInAnyOrderAndAcceptsAnUnpairedPort) {
     EXPECT_THAT([&] { parsedPorts(threePairs); }, throwsRuntime(invalid));
 }
 
-TEST(ConfigRecordTest, MergeMatchesPortsByNameAndFollowsTheEmptyBlockRule) {
-    const std::vector<PortRecord> before = {port("A", 3), port("B", 3)};
-    PortRecord unpairedA = {"A", "", 1, 2, 3, 4, 0, {}};
-
-    std::vector<PortRecord> hardware = before;
-    mergePortRecords({unpairedA, port("Z", 1)}, hardware, EmptyBlock::Keep);
-    EXPECT_EQ(hardware[0], (PortRecord{"A", "", 1, 2, 3, 4, 0, before[0].info}));
-    EXPECT_EQ(hardware[1], before[1]);
-    mergePortRecords({port("B", 1)}, hardware, EmptyBlock::Keep);
-    EXPECT_EQ(hardware[1], port("B", 1));
-
-    std::vector<PortRecord> emulator = before;
-    mergePortRecords({unpairedA}, emulator, EmptyBlock::Store);
-    EXPECT_EQ(emulator[0], unpairedA);
+// Maps A, B and C, one of them refused for its pair count: the maps before it are handed over.
+TEST(ConfigRecordTest, HandsOverEachPortMapBeforeABrokenOne) {
+    for (const size_t broken : {0u, 2u}) {
+        const Bytes bytes = encode([&](MessageWriter& w) {
+            writeEnvelope(w, "config", "config");
+            w.writeArrayHeader(3);
+            for (const char name : {'A', 'B', 'C'}) {
+                w.writeMapHeader(name - 'A' == static_cast<int>(broken) ? 4 : 5);
+                w.writeString("name");
+                w.writeString(std::string(1, name));
+                for (const char* key : {"width", "height", "pixelFormat", "tapGeometry"}) {
+                    number(w, key, 1);
+                }
+            }
+        });
+        Decoder decoder(bytes);
+        std::string handedOver;
+        EXPECT_THAT([&] { readPortRecords(decoder.stream, [&](PortRecord&& port) { handedOver += port.name; }); },
+                    throwsRuntime("Inalid config file."));
+        EXPECT_EQ(handedOver, std::string("AB").substr(0, broken));
+    }
 }
 
 TEST(InfoRecordTest, RoundTripsBlocksAndNamesRecordingFiles) {

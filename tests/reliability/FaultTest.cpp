@@ -87,7 +87,7 @@ TEST_F(EmulatorFaults, ReadOnlyFolderRefusesChangesWithTheirTextsAndKeepsEveryRe
     EXPECT_EQ(client().listFiles(0).at(0).name, std::to_string(kept));
 }
 
-TEST_F(EmulatorFaults, FullDiskCostsOnlyTheRecordingThatDidNotFit) {
+TEST_F(EmulatorFaults, FullDiskKeepsWhatReachedItAndCommandsMakeRoom) {
     // Frames of 128 KiB on a disk of 1 MiB: the second recording fills it after a few frames.
     const ScopedMount disk = ScopedMount::tmpfs(home.dataDir(), 1024 * 1024);
     if (!disk.mounted()) {
@@ -95,25 +95,29 @@ TEST_F(EmulatorFaults, FullDiskCostsOnlyTheRecordingThatDidNotFit) {
     }
     start();
     prepare(256, 256);
-    const uint32_t kept = record(2);
+    const uint32_t kept = record(2), full = kept + 1;
     client().startRecording(0, {1, 0, StopCondition::FrameCount, 12, false, 0});
     ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
-    const std::string description = emulatorFolder().string() + "/Emu/" + std::to_string(kept + 1) + ".meta";
-    // The stop can't describe the recording; it is listed with the frames that fit, until the
-    // next start, which doesn't find it.
+    const std::string description = emulatorFolder().string() + "/Emu/" + std::to_string(full) + ".meta";
+    // The stop can't describe the recording. It is listed with the frames that fit until the
+    // next start, while its frames become the cut-off recording again.
     EXPECT_EQ(failureOf([&] { client().stopRecording(0); }), "Failed to open file: " + description);
-    const int64_t fitted = framesOf(kept + 1);
+    const int64_t fitted = framesOf(full);
     EXPECT_GT(fitted, 0);
     EXPECT_LT(fitted, 12);
-    expectPlayable(kept, 2);
+    // Deletes nothing, yet the smaller catalogue finds room.
+    client().removeFile(0, full, 0);
 
-    // Removing it makes room again.
-    client().removeFile(0, kept + 1, 0);
-    EXPECT_EQ(record(1), kept + 1);
     stopService();
     start();
+    EXPECT_TRUE(client().hasIncompleteFile(0));
+    EXPECT_EQ(fs::file_size(emulatorFolder() / "Emu/.incomplete") / (256 * 256 * 2), static_cast<uint64_t>(fitted));
     expectPlayable(kept, 2);
-    expectPlayable(kept + 1, 1);
+    client().removeFile(0, kept, 0);
+    client().discardIncompleteFile(0);
+    EXPECT_FALSE(client().hasIncompleteFile(0));
+    EXPECT_EQ(record(3), kept);
+    expectPlayable(kept, 3);
 }
 
 TEST_F(EmulatorFaults, DamagedFilesCostOnlyWhatTheyDescribe) {
