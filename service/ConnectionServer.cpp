@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "hardware/library/GeneralException.h"
@@ -26,8 +27,8 @@ void ConnectionServer::run() {
     try {
         acceptLoop();
     } catch (...) {
-        // The normal way out: the last client left and aborted the listener. Any other
-        // failure of the listener or of a thread start ends the service the same way.
+        // The normal way out: the last client left and aborted the listener. A failure of
+        // the listener itself ends the service the same way.
     }
     shutdown();
 }
@@ -46,7 +47,11 @@ void ConnectionServer::startConnection(LocalSocket socket) {
     ClientConnection& record = *connection;
     // The thread can't reach its own removal before serverMutex is free, so the record is
     // always in the list by then.
-    record.thread = std::thread([this, &record] { serveConnection(record); });
+    try {
+        record.thread = std::thread([this, &record] { serveConnection(record); });
+    } catch (const std::system_error&) {
+        return;  // no thread to spare just now: this client alone is cut off
+    }
     connections.push_back(std::move(connection));
 }
 

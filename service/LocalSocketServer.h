@@ -21,6 +21,8 @@ public:
 
     // Blocks until a client connects. Raises "Pipe not open." when not listening (never
     // listened, or aborted earlier) and "ConnectNamedPipe aborted." when abort ends the wait.
+    // A passing shortage (descriptors, memory) is waited out with a growing pause; only a
+    // failure of the listener itself raises anything else.
     LocalSocket accept();
 
     // From any thread: ends a waiting accept and stops listening for good.

@@ -1,4 +1,5 @@
 #include <strings.h>
+#include <sys/resource.h>
 
 #include <csignal>
 #include <cstdio>
@@ -10,6 +11,11 @@ int main(int argc, char** argv) {
     // Log lines go out whole even when standard output is a pipe or a file.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     std::signal(SIGPIPE, SIG_IGN);
+    // Each client holds a descriptor; the soft limit is often far below what the system allows.
+    if (rlimit files{}; ::getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < files.rlim_max) {
+        files.rlim_cur = files.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &files);
+    }
     try {
         auto server = std::make_unique<tavu::ConnectionServer>();
         for (int i = 1; i < argc; ++i) {
