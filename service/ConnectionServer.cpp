@@ -1,5 +1,7 @@
 #include "service/ConnectionServer.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -24,11 +26,12 @@ void ConnectionServer::run() {
         std::printf("caught exception: %s\n", e.what());
         return;
     }
+    listener.abortOn(stopSignals);
     try {
         acceptLoop();
     } catch (...) {
-        // The normal way out: the last client left and aborted the listener. A failure of
-        // the listener itself ends the service the same way.
+        // The normal ways out: the last client left, or a signal came, and the listener was
+        // aborted. A failure of the listener itself ends the service the same way.
     }
     shutdown();
 }
@@ -127,6 +130,11 @@ void ConnectionServer::shutdown() {
         }
     }
     connections.clear();
+    // No client is left to start another recording, and devices can't be let go of while
+    // they record.
+    if (pollfd signalled{stopSignals, POLLIN, 0}; ::poll(&signalled, 1, 0) == 1) {
+        manager.stopRecordings();
+    }
     manager.stop();
 }
 

@@ -114,13 +114,17 @@ LocalSocket LocalSocketServer::accept() {
     // it again at once.
     int backOffMs = 0;
     for (;;) {
-        pollfd waits[2] = {{backOffMs == 0 ? listenFd_ : -1, POLLIN, 0}, {abortFd_, POLLIN, 0}};
-        const int ready = ::poll(waits, 2, backOffMs == 0 ? -1 : backOffMs);
+        pollfd waits[3] = {
+            {backOffMs == 0 ? listenFd_ : -1, POLLIN, 0}, {abortFd_, POLLIN, 0}, {stopFd_, POLLIN, 0}};
+        const int ready = ::poll(waits, 3, backOffMs == 0 ? -1 : backOffMs);
         if (ready < 0 && errno == EINTR) {
             continue;
         }
         if (ready < 0) {
             throw std::runtime_error("ConnectNamedPipe failed.");
+        }
+        if (waits[2].revents != 0) {
+            abort();
         }
         if (aborted_ || waits[1].revents != 0) {
             closeListener();

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "service/ConnectionServer.h"
+#include "service/StopSignals.h"
 
 int main(int argc, char** argv) {
     // Log lines go out whole even when standard output is a pipe or a file.
@@ -16,8 +17,10 @@ int main(int argc, char** argv) {
         files.rlim_cur = files.rlim_max;
         ::setrlimit(RLIMIT_NOFILE, &files);
     }
+    const tavu::StopSignals stopSignals;
     try {
         auto server = std::make_unique<tavu::ConnectionServer>();
+        server->stopSignals = stopSignals.descriptor();
         for (int i = 1; i < argc; ++i) {
             if (strcasecmp(argv[i], "noautoclose") == 0) {
                 server->autoClose = false;

@@ -166,6 +166,44 @@ TEST_F(EmulatorFaults, RecordingCutOffByAKilledServiceIsFoundAndDiscardedThrough
     expectPlayable(kept + 1, 3);
 }
 
+// Asked to stop by a signal, the service ends as after its last client, once it has stopped
+// what the emulator and a recorder were recording: nothing is cut off.
+class StopBySignal : public RecorderFixture, public ::testing::WithParamInterface<int> {};
+
+TEST_P(StopBySignal, RunningRecordingsAreStoppedAndCatalogued) {
+    const ScopedMount sharedMemory = ScopedMount::tmpfs("/dev/shm", 16 * 1024 * 1024);
+    writeDescription({recorder("REC-A")});
+    const ServiceProcess::Environment emulator{{"TAVUSRV_ENABLE_EMULATOR", "1"}};
+    startService(2, emulator);
+    client().pairPort(0, 0, "cam", std::vector<uint8_t>{1}, 1);
+    uint64_t framesSeen[2] = {};
+    for (const uint32_t device : {0u, 1u}) {
+        client().setPortConfig(device, 0, {16, 8, 0, 0});
+        client().startRecording(device, {1, 0, StopCondition::None, 0, false, 0});
+        ASSERT_TRUE(eventually([&] { return (framesSeen[device] = client().recordingProgress(device, 0).numFrames) >= 2; }));
+    }
+    client().setPortConfig(1, 1, {16, 8, 0, 0});
+    client().startLive(1, 1);
+    // Not through ServiceProcess::kill, which removes the regions that a killed service leaves.
+    ::kill(service->pid(), GetParam());
+    EXPECT_EQ(service->waitForExit(), 0);
+    if (sharedMemory.mounted()) {
+        EXPECT_EQ(sharedRegionCount(), 0u);
+    }
+
+    startService(2, emulator);
+    for (const uint32_t device : {0u, 1u}) {
+        EXPECT_FALSE(client().hasIncompleteFile(device)) << device;
+        const std::vector<FileRecord> files = client().listFiles(device);
+        ASSERT_EQ(files.size(), 1u) << device;
+        EXPECT_GE(files[0].numFrames, framesSeen[device]) << device;
+        client::Playback playback(client(), device, files[0].fileId, files[0].streamId);
+        EXPECT_EQ(playback.read(files[0].numFrames - 1).size(), playback.info().imageSize) << device;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, StopBySignal, ::testing::Values(SIGTERM, SIGINT, SIGHUP));
+
 using RecorderFaults = RecorderFixture;
 
 // Every family of commands meets a failing library operation with an error reply, and works
