@@ -10,13 +10,24 @@
 
 #include "hardware/library/GeneralException.h"
 #include "protocol/RequestLoop.h"
+#include "service/SharedRegion.h"
 
 namespace tavu {
+
+namespace {
+
+// The base name of every device's shared regions.
+constexpr const char* RegionBaseName = "orek_tavu";
+
+}  // namespace
 
 void ConnectionServer::run() {
     if (!listener.listen(BaseName, false)) {
         return;  // another copy of the service is listening
     }
+    // Holding the lock, this copy is the only one of this user and socket; a killed one may
+    // have left regions that nobody maps any longer.
+    removeUnusedRegions(RegionBaseName);
     try {
         manager.start();
     } catch (const std::exception& e) {

@@ -6,6 +6,7 @@
 
 #include "Reliability.h"
 #include "client/ClientErrors.h"
+#include "client/FrameView.h"
 #include "client/Playback.h"
 #include "tests/recorder/RecorderFixture.h"
 
@@ -205,6 +206,26 @@ TEST_P(StopBySignal, RunningRecordingsAreStoppedAndCatalogued) {
 INSTANTIATE_TEST_SUITE_P(Signals, StopBySignal, ::testing::Values(SIGTERM, SIGINT, SIGHUP));
 
 using RecorderFaults = RecorderFixture;
+
+TEST_F(RecorderFaults, RegionsThatAKilledServiceLeftAreRemovedByTheNextOneUnlessInUse) {
+    const ScopedMount sharedMemory = ScopedMount::tmpfs("/dev/shm", 16 * 1024 * 1024);
+    if (!sharedMemory.mounted()) {
+        GTEST_SKIP() << "mounting is not possible here";
+    }
+    startWithRecorderA();
+    const FileRecord file = recordFrames(1, 2).at(0);
+    const std::string left = client().openFile(0, file.fileId, file.streamId).mapping;
+    const client::FrameView inUse(client().startLive(0, 0));
+    // Not through ServiceProcess::kill, which removes the regions that a killed service leaves.
+    ::kill(service->pid(), SIGKILL);
+    ASSERT_TRUE(service->waitForExit());
+    EXPECT_EQ(sharedRegionCount(), 2u);
+    startService(1);
+    EXPECT_FALSE(sharedRegionExists(left));
+    EXPECT_EQ(sharedRegionCount(), 1u);
+    client::Playback playback(client(), 0, file.fileId, file.streamId);
+    EXPECT_EQ(playback.read(1).size(), playback.info().imageSize);
+}
 
 // Every family of commands meets a failing library operation with an error reply, and works
 // again once the fault is lifted.
