@@ -64,5 +64,35 @@ TEST(Shortage, ClientsBeyondTheDescriptorLimitWaitUntilDescriptorsAreFree) {
     }
 }
 
+TEST(Shortage, MemoryOfABurstOfIdleClientsGoesBackWhenTheyLeave) {
+    constexpr size_t Burst = 2000;
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = files.rlim_max;
+    if (files.rlim_max < Burst + 100 || setrlimit(RLIMIT_NOFILE, &files) != 0) {
+        GTEST_SKIP() << "too few descriptors allowed here";
+    }
+    TestHome home;
+    ServiceProcess service(home, {"noautoclose"});
+    TestClient first(home.socketPath());
+    ASSERT_TRUE(answers(first));
+    ASSERT_TRUE(service.waitUntilIdle());
+    const Footprint before = footprintOf(service.pid());
+    {
+        std::vector<std::unique_ptr<TestClient>> burst;
+        for (size_t index = 0; index < Burst; ++index) {
+            burst.push_back(std::make_unique<TestClient>(home.socketPath()));
+        }
+        ASSERT_TRUE(eventually([&] { return footprintOf(service.pid()).threads == before.threads + Burst; }));
+    }
+    ASSERT_TRUE(eventually([&] { return footprintOf(service.pid()).threads == before.threads; }));
+#ifndef TAVU_SERVICE_SANITIZED
+    // A sanitizer's allocator keeps freed memory on purpose.
+    uint64_t after = 0;
+    EXPECT_TRUE(eventually([&] { return (after = footprintOf(service.pid()).residentKiB) < 2 * before.residentKiB; }, 2s))
+        << before.residentKiB << " KiB before the burst, " << after << " KiB after";
+#endif
+}
+
 }  // namespace
 }  // namespace tavu::test
