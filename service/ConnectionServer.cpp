@@ -1,5 +1,6 @@
 #include "service/ConnectionServer.h"
 
+#include <malloc.h>
 #include <poll.h>
 
 #include <algorithm>
@@ -18,6 +19,9 @@ namespace {
 
 // The base name of every device's shared regions.
 constexpr const char* RegionBaseName = "orek_tavu";
+
+// So many clients at once make a crowd, whose departure is worth a trim of the allocator.
+constexpr size_t Crowd = 64;
 
 }  // namespace
 
@@ -67,6 +71,7 @@ void ConnectionServer::startConnection(LocalSocket socket) {
         return;  // no thread to spare just now: this client alone is cut off
     }
     connections.push_back(std::move(connection));
+    crowd_ = std::max(crowd_, connections.size());
 }
 
 void ConnectionServer::serveConnection(ClientConnection& connection) {
@@ -78,18 +83,30 @@ void ConnectionServer::serveConnection(ClientConnection& connection) {
     connection.close();
     releaseResources(connection);
 
-    std::lock_guard guard(serverMutex);
-    if (connection.closing) {
-        return;  // the server is shutting down and joins this thread
+    bool crowdLeft = false;
+    {
+        std::lock_guard guard(serverMutex);
+        if (connection.closing) {
+            return;  // the server is shutting down and joins this thread
+        }
+        const auto found = std::find_if(connections.begin(), connections.end(),
+                                        [&](const auto& entry) { return entry.get() == &connection; });
+        if (found != connections.end()) {
+            connection.thread.detach();
+            connections.erase(found);  // destroys the record; nothing below may touch it
+        }
+        if (autoClose && connections.empty()) {
+            listener.abort();
+        }
+        crowdLeft = crowd_ >= Crowd && connections.size() <= crowd_ / 4;
+        if (crowdLeft) {
+            crowd_ = connections.size();
+        }
     }
-    const auto found = std::find_if(connections.begin(), connections.end(),
-                                    [&](const auto& entry) { return entry.get() == &connection; });
-    if (found != connections.end()) {
-        connection.thread.detach();
-        connections.erase(found);  // destroys the record; nothing below may touch it
-    }
-    if (autoClose && connections.empty()) {
-        listener.abort();
+    // The allocator keeps what the threads of a crowd of clients freed, scattered among what
+    // lives on; once most of them have left, it is made to give that back.
+    if (crowdLeft) {
+        ::malloc_trim(0);
     }
 }
 

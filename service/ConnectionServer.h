@@ -34,6 +34,9 @@ private:
     void serveConnection(ClientConnection& connection);
     void releaseResources(ClientConnection& connection);
     void shutdown();
+
+    // The most connections at once since the allocator was last trimmed; under serverMutex.
+    size_t crowd_ = 0;
 };
 
 }  // namespace tavu
