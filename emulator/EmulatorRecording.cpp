@@ -126,6 +126,12 @@ FileRecord TavuDeviceEmulator::visibleRecordOf(const FileRecord& entry) const {
 
 void TavuDeviceEmulator::softwareTrigger() { std::lock_guard guard(lock_); }
 
+// The worker stays attached after it reached its limit, until stopRecording.
+bool TavuDeviceEmulator::isRecording() {
+    std::lock_guard guard(lock_);
+    return recordThread_.joinable();
+}
+
 // Stays true after the stop, until the next start.
 bool TavuDeviceEmulator::isRecordingDone() {
     std::lock_guard guard(lock_);

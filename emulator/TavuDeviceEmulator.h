@@ -99,6 +99,7 @@ public:
     std::string startLive(uint8_t port) override;
     void stopLive(uint8_t port) override;
     void liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& imageSize) override;
+    bool isRecording() override;
 
 private:
     // A file id that no recording has: in a closed slot, and before the first recording or recovery.

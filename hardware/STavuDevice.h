@@ -112,6 +112,7 @@ public:
     std::string startLive(uint8_t port) override;
     void stopLive(uint8_t port) override;
     void liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& imageSize) override;
+    bool isRecording() override;
 
 private:
     struct Progress {

@@ -236,6 +236,11 @@ bool STavuDevice::isRecordingDone() {
     return done;
 }
 
+bool STavuDevice::isRecording() {
+    std::lock_guard guard(lock_);
+    return recordingActive_;
+}
+
 void STavuDevice::recordingFile(uint8_t port, uint32_t& fileId, uint32_t& streamId) {
     std::lock_guard guard(lock_);
     // The file id is known only after the stop; meanwhile it is the previous recording's.

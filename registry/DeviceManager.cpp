@@ -138,6 +138,18 @@ void DeviceManager::stop() {
     }
 }
 
+void DeviceManager::stopRecordings() {
+    for (uint32_t index = 0, count = deviceCount(); index < count; ++index) {
+        try {
+            if (deviceAt(index).isRecording()) {
+                stopRecording(index);
+            }
+        } catch (...) {
+            // A stopping service prints nothing; the other devices are still stopped.
+        }
+    }
+}
+
 void DeviceManager::runUpdates() {
     for (;;) {
         const DeviceEvent event = updateQueue_.pop();

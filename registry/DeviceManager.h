@@ -41,6 +41,9 @@ public:
     void start();
     // Harmless when repeated.
     void stop();
+    // Stops every recording still running as stopRecording does, so that a service that is
+    // asked to stop leaves nothing to recover. A device that fails is passed over.
+    void stopRecordings();
 
     uint32_t deviceCount();
     // Throws "Invalid device index.".

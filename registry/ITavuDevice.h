@@ -86,6 +86,10 @@ public:
     virtual std::string startLive(uint8_t port) = 0;
     virtual void stopLive(uint8_t port) = 0;
     virtual void liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& imageSize) = 0;
+
+    // No command asks this: true from startRecording until stopRecording, also once the recording
+    // has reached its limit, so that a stopping service can finish what is left.
+    virtual bool isRecording() = 0;
 };
 
 }  // namespace tavu

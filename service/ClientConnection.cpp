@@ -1,9 +1,13 @@
 #include "service/ClientConnection.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <cstring>
 
 namespace tavu {
+
+void ClientConnection::Unmap::operator()(uint8_t* buffer) const { ::munmap(buffer, BufferSize); }
 
 uint64_t ClientConnection::read(void* buffer, uint64_t byteCount) {
     auto* out = static_cast<uint8_t*>(buffer);
@@ -15,14 +19,22 @@ uint64_t ClientConnection::read(void* buffer, uint64_t byteCount) {
             if (wanted >= BufferSize) {
                 return moved + LocalSocket::read(out + moved, wanted);
             }
+            if (!buffer_) {
+                void* mapped =
+                    ::mmap(nullptr, BufferSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+                if (mapped == MAP_FAILED) {
+                    return moved;  // out of memory: the connection ends as if the client left
+                }
+                buffer_.reset(static_cast<uint8_t*>(mapped));
+            }
             bufferStart_ = 0;
-            bufferEnd_ = readSome(buffer_.data(), BufferSize);
+            bufferEnd_ = readSome(buffer_.get(), BufferSize);
             if (bufferEnd_ == 0) {
                 return moved;
             }
         }
         const uint64_t take = std::min(byteCount - moved, bufferEnd_ - bufferStart_);
-        std::memcpy(out + moved, buffer_.data() + bufferStart_, take);
+        std::memcpy(out + moved, buffer_.get() + bufferStart_, take);
         bufferStart_ += take;
         moved += take;
     }

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -39,7 +40,13 @@ public:
 
 private:
     static constexpr uint64_t BufferSize = 64 * 1024;
-    std::vector<uint8_t> buffer_ = std::vector<uint8_t>(BufferSize);
+    struct Unmap {
+        void operator()(uint8_t* buffer) const;
+    };
+    // A mapping of its own, made by the connection's thread at its first read: an idle client
+    // costs only the pages that its requests touched, and the whole buffer goes back to the
+    // system when the client leaves, where the allocator would keep it after a burst of clients.
+    std::unique_ptr<uint8_t, Unmap> buffer_;
     uint64_t bufferStart_ = 0;
     uint64_t bufferEnd_ = 0;
 };

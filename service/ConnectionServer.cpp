@@ -1,19 +1,37 @@
 #include "service/ConnectionServer.h"
 
+#include <malloc.h>
+#include <poll.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "hardware/library/GeneralException.h"
 #include "protocol/RequestLoop.h"
+#include "service/SharedRegion.h"
 
 namespace tavu {
+
+namespace {
+
+// The base name of every device's shared regions.
+constexpr const char* RegionBaseName = "orek_tavu";
+
+// So many clients at once make a crowd, whose departure is worth a trim of the allocator.
+constexpr size_t Crowd = 64;
+
+}  // namespace
 
 void ConnectionServer::run() {
     if (!listener.listen(BaseName, false)) {
         return;  // another copy of the service is listening
     }
+    // Holding the lock, this copy is the only one of this user and socket; a killed one may
+    // have left regions that nobody maps any longer.
+    removeUnusedRegions(RegionBaseName);
     try {
         manager.start();
     } catch (const std::exception& e) {
@@ -23,11 +41,12 @@ void ConnectionServer::run() {
         std::printf("caught exception: %s\n", e.what());
         return;
     }
+    listener.abortOn(stopSignals);
     try {
         acceptLoop();
     } catch (...) {
-        // The normal way out: the last client left and aborted the listener. Any other
-        // failure of the listener or of a thread start ends the service the same way.
+        // The normal ways out: the last client left, or a signal came, and the listener was
+        // aborted. A failure of the listener itself ends the service the same way.
     }
     shutdown();
 }
@@ -46,8 +65,13 @@ void ConnectionServer::startConnection(LocalSocket socket) {
     ClientConnection& record = *connection;
     // The thread can't reach its own removal before serverMutex is free, so the record is
     // always in the list by then.
-    record.thread = std::thread([this, &record] { serveConnection(record); });
+    try {
+        record.thread = std::thread([this, &record] { serveConnection(record); });
+    } catch (const std::system_error&) {
+        return;  // no thread to spare just now: this client alone is cut off
+    }
     connections.push_back(std::move(connection));
+    crowd_ = std::max(crowd_, connections.size());
 }
 
 void ConnectionServer::serveConnection(ClientConnection& connection) {
@@ -59,18 +83,30 @@ void ConnectionServer::serveConnection(ClientConnection& connection) {
     connection.close();
     releaseResources(connection);
 
-    std::lock_guard guard(serverMutex);
-    if (connection.closing) {
-        return;  // the server is shutting down and joins this thread
+    bool crowdLeft = false;
+    {
+        std::lock_guard guard(serverMutex);
+        if (connection.closing) {
+            return;  // the server is shutting down and joins this thread
+        }
+        const auto found = std::find_if(connections.begin(), connections.end(),
+                                        [&](const auto& entry) { return entry.get() == &connection; });
+        if (found != connections.end()) {
+            connection.thread.detach();
+            connections.erase(found);  // destroys the record; nothing below may touch it
+        }
+        if (autoClose && connections.empty()) {
+            listener.abort();
+        }
+        crowdLeft = crowd_ >= Crowd && connections.size() <= crowd_ / 4;
+        if (crowdLeft) {
+            crowd_ = connections.size();
+        }
     }
-    const auto found = std::find_if(connections.begin(), connections.end(),
-                                    [&](const auto& entry) { return entry.get() == &connection; });
-    if (found != connections.end()) {
-        connection.thread.detach();
-        connections.erase(found);  // destroys the record; nothing below may touch it
-    }
-    if (autoClose && connections.empty()) {
-        listener.abort();
+    // The allocator keeps what the threads of a crowd of clients freed, scattered among what
+    // lives on; once most of them have left, it is made to give that back.
+    if (crowdLeft) {
+        ::malloc_trim(0);
     }
 }
 
@@ -122,6 +158,11 @@ void ConnectionServer::shutdown() {
         }
     }
     connections.clear();
+    // No client is left to start another recording, and devices can't be let go of while
+    // they record.
+    if (pollfd signalled{stopSignals, POLLIN, 0}; ::poll(&signalled, 1, 0) == 1) {
+        manager.stopRecordings();
+    }
     manager.stop();
 }
 

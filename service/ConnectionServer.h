@@ -24,6 +24,9 @@ public:
     DeviceManager manager;
     LocalSocketServer listener;
     bool autoClose = true;
+    // Readable when the service is asked to stop by a signal: it then stops as after its last
+    // client, once every running recording is stopped. -1 for none.
+    int stopSignals = -1;
 
 private:
     void acceptLoop();
@@ -31,6 +34,9 @@ private:
     void serveConnection(ClientConnection& connection);
     void releaseResources(ClientConnection& connection);
     void shutdown();
+
+    // The most connections at once since the allocator was last trimmed; under serverMutex.
+    size_t crowd_ = 0;
 };
 
 }  // namespace tavu

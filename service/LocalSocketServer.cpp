@@ -9,6 +9,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -45,6 +46,25 @@ bool ensureFolder(const std::string& socketPath) {
     return ::lstat(folder.c_str(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::geteuid() &&
            ((info.st_mode & 077) == 0 || ::chmod(folder.c_str(), 0700) == 0);
 }
+
+// Failures of accept that say nothing about the listener: a shortage of descriptors, buffers or
+// memory that passes, or a client that broke off before it was taken.
+bool isPassing(int error) {
+    switch (error) {
+    case EMFILE:
+    case ENFILE:
+    case ENOBUFS:
+    case ENOMEM:
+    case ECONNABORTED:
+    case EINTR:
+    case EPROTO:
+        return true;
+    default:
+        return false;
+    }
+}
+
+constexpr int LongestBackOffMs = 100;
 
 }  // namespace
 
@@ -89,14 +109,22 @@ LocalSocket LocalSocketServer::accept() {
         closeListener();
         throw std::runtime_error("Pipe not open.");
     }
+    // After a passing failure only abort is watched until the back-off ends: a client that
+    // couldn't be taken for want of a descriptor stays in the backlog, and poll would report
+    // it again at once.
+    int backOffMs = 0;
     for (;;) {
-        pollfd waits[2] = {{listenFd_, POLLIN, 0}, {abortFd_, POLLIN, 0}};
-        const int ready = ::poll(waits, 2, -1);
+        pollfd waits[3] = {
+            {backOffMs == 0 ? listenFd_ : -1, POLLIN, 0}, {abortFd_, POLLIN, 0}, {stopFd_, POLLIN, 0}};
+        const int ready = ::poll(waits, 3, backOffMs == 0 ? -1 : backOffMs);
         if (ready < 0 && errno == EINTR) {
             continue;
         }
         if (ready < 0) {
             throw std::runtime_error("ConnectNamedPipe failed.");
+        }
+        if (waits[2].revents != 0) {
+            abort();
         }
         if (aborted_ || waits[1].revents != 0) {
             closeListener();
@@ -106,8 +134,11 @@ LocalSocket LocalSocketServer::accept() {
         if (fd >= 0) {
             return LocalSocket(fd);
         }
-        // The client may have gone again between poll and accept; wait for the next one.
-        if (errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR && errno != ECONNABORTED) {
+        if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            backOffMs = 0;  // the client went again between poll and accept
+        } else if (isPassing(errno)) {
+            backOffMs = std::min(backOffMs * 2 + 1, LongestBackOffMs);
+        } else {
             throw std::runtime_error("ConnectNamedPipe failed, GetLastError() = " +
                                      std::to_string(errno) + ".");
         }

@@ -21,10 +21,14 @@ public:
 
     // Blocks until a client connects. Raises "Pipe not open." when not listening (never
     // listened, or aborted earlier) and "ConnectNamedPipe aborted." when abort ends the wait.
+    // A passing shortage (descriptors, memory) is waited out with a growing pause; only a
+    // failure of the listener itself raises anything else.
     LocalSocket accept();
 
     // From any thread: ends a waiting accept and stops listening for good.
     void abort();
+    // A descriptor that aborts as soon as it turns readable, watched by accept; -1 for none.
+    void abortOn(int descriptor) { stopFd_ = descriptor; }
 
 private:
     void closeListener();
@@ -33,6 +37,7 @@ private:
     int lockFd_ = -1;
     int listenFd_ = -1;
     int abortFd_ = -1;  // eventfd, signalled once by abort
+    int stopFd_ = -1;   // not ours
     std::atomic<bool> listening_{false};
     std::atomic<bool> aborted_{false};
 };

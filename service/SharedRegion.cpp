@@ -3,12 +3,19 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
 #include <utility>
+#include <vector>
 
 namespace tavu {
 
@@ -18,7 +25,78 @@ constexpr int MaxAttempts = 10000;
 
 std::string objectName(const std::string& name) { return "/" + name; }
 
+// Where shm_open keeps the objects on Linux.
+const std::filesystem::path SharedMemoryFolder = "/dev/shm";
+
+// Objects are told apart by device and inode, as /proc shows them: a name means nothing across
+// mount namespaces, and a killed copy's names are drawn again by every copy.
+using ObjectKey = std::pair<dev_t, ino_t>;
+
+std::optional<ObjectKey> keyOf(const std::filesystem::path& path, bool follow) {
+    struct stat info {};
+    if ((follow ? ::stat(path.c_str(), &info) : ::lstat(path.c_str(), &info)) != 0) {
+        return std::nullopt;
+    }
+    return ObjectKey{info.st_dev, info.st_ino};
+}
+
+// The entries of a folder, none when it can't be read: a process may end while it is looked at.
+std::vector<std::filesystem::path> entriesOf(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> entries;
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        entries.push_back(entry->path());
+    }
+    return entries;
+}
+
+// Drops from `unused` what the process holds open or maps; a process we may not look into
+// counts as using nothing of ours.
+void dropUsedBy(const std::filesystem::path& process, const std::string& baseName,
+                std::map<ObjectKey, std::string>& unused) {
+    for (const auto& descriptor : entriesOf(process / "fd")) {
+        if (const auto key = keyOf(descriptor, true)) {
+            unused.erase(*key);
+        }
+    }
+    std::ifstream maps(process / "maps");
+    for (std::string line; std::getline(maps, line);) {
+        unsigned major = 0, minor = 0;
+        unsigned long long inode = 0;
+        if (line.find(baseName) != std::string::npos &&
+            std::sscanf(line.c_str(), "%*s %*s %*s %x:%x %llu", &major, &minor, &inode) == 3) {
+            unused.erase(ObjectKey{makedev(major, minor), inode});
+        }
+    }
+}
+
 }  // namespace
+
+void removeUnusedRegions(const std::string& baseName) {
+    std::map<ObjectKey, std::string> unused;
+    for (const auto& entry : entriesOf(SharedMemoryFolder)) {
+        const std::string name = entry.filename();
+        struct stat info {};
+        if (name.rfind(baseName, 0) == 0 && ::lstat(entry.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+            info.st_uid == ::geteuid()) {
+            unused.emplace(ObjectKey{info.st_dev, info.st_ino}, name);
+        }
+    }
+    // Listed before the processes are looked at, so a region made meanwhile is no candidate, and
+    // one made before is held open by its maker from the start, then mapped.
+    for (const auto& process : entriesOf("/proc")) {
+        if (std::isdigit(static_cast<unsigned char>(process.filename().c_str()[0])) != 0) {
+            dropUsedBy(process, baseName, unused);
+        }
+    }
+    for (const auto& [key, name] : unused) {
+        // The name may have gone to a new region since it was listed.
+        if (keyOf(SharedMemoryFolder / name, false) == key) {
+            ::shm_unlink(objectName(name).c_str());
+        }
+    }
+}
 
 SharedRegion::~SharedRegion() { close(); }
 

@@ -43,4 +43,8 @@ private:
     bool owner_ = false;
 };
 
+// Removes the regions of this user whose names begin with baseName and that no process holds
+// open or maps, as far as /proc shows: what a killed copy of the service left behind.
+void removeUnusedRegions(const std::string& baseName);
+
 }  // namespace tavu

@@ -6,6 +6,7 @@
 
 #include "Reliability.h"
 #include "client/ClientErrors.h"
+#include "client/FrameView.h"
 #include "client/Playback.h"
 #include "tests/recorder/RecorderFixture.h"
 
@@ -170,7 +171,65 @@ TEST_F(EmulatorFaults, RecordingCutOffByAKilledServiceIsFoundAndDiscardedThrough
     expectPlayable(kept + 1, 3);
 }
 
+// Asked to stop by a signal, the service ends as after its last client, once it has stopped
+// what the emulator and a recorder were recording: nothing is cut off.
+class StopBySignal : public RecorderFixture, public ::testing::WithParamInterface<int> {};
+
+TEST_P(StopBySignal, RunningRecordingsAreStoppedAndCatalogued) {
+    const ScopedMount sharedMemory = ScopedMount::tmpfs("/dev/shm", 16 * 1024 * 1024);
+    writeDescription({recorder("REC-A")});
+    const ServiceProcess::Environment emulator{{"TAVUSRV_ENABLE_EMULATOR", "1"}};
+    startService(2, emulator);
+    client().pairPort(0, 0, "cam", std::vector<uint8_t>{1}, 1);
+    uint64_t framesSeen[2] = {};
+    for (const uint32_t device : {0u, 1u}) {
+        client().setPortConfig(device, 0, {16, 8, 0, 0});
+        client().startRecording(device, {1, 0, StopCondition::None, 0, false, 0});
+        ASSERT_TRUE(eventually([&] { return (framesSeen[device] = client().recordingProgress(device, 0).numFrames) >= 2; }));
+    }
+    client().setPortConfig(1, 1, {16, 8, 0, 0});
+    client().startLive(1, 1);
+    // Not through ServiceProcess::kill, which removes the regions that a killed service leaves.
+    ::kill(service->pid(), GetParam());
+    EXPECT_EQ(service->waitForExit(), 0);
+    if (sharedMemory.mounted()) {
+        EXPECT_EQ(sharedRegionCount(), 0u);
+    }
+
+    startService(2, emulator);
+    for (const uint32_t device : {0u, 1u}) {
+        EXPECT_FALSE(client().hasIncompleteFile(device)) << device;
+        const std::vector<FileRecord> files = client().listFiles(device);
+        ASSERT_EQ(files.size(), 1u) << device;
+        EXPECT_GE(files[0].numFrames, framesSeen[device]) << device;
+        client::Playback playback(client(), device, files[0].fileId, files[0].streamId);
+        EXPECT_EQ(playback.read(files[0].numFrames - 1).size(), playback.info().imageSize) << device;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, StopBySignal, ::testing::Values(SIGTERM, SIGINT, SIGHUP));
+
 using RecorderFaults = RecorderFixture;
+
+TEST_F(RecorderFaults, RegionsThatAKilledServiceLeftAreRemovedByTheNextOneUnlessInUse) {
+    const ScopedMount sharedMemory = ScopedMount::tmpfs("/dev/shm", 16 * 1024 * 1024);
+    if (!sharedMemory.mounted()) {
+        GTEST_SKIP() << "mounting is not possible here";
+    }
+    startWithRecorderA();
+    const FileRecord file = recordFrames(1, 2).at(0);
+    const std::string left = client().openFile(0, file.fileId, file.streamId).mapping;
+    const client::FrameView inUse(client().startLive(0, 0));
+    // Not through ServiceProcess::kill, which removes the regions that a killed service leaves.
+    ::kill(service->pid(), SIGKILL);
+    ASSERT_TRUE(service->waitForExit());
+    EXPECT_EQ(sharedRegionCount(), 2u);
+    startService(1);
+    EXPECT_FALSE(sharedRegionExists(left));
+    EXPECT_EQ(sharedRegionCount(), 1u);
+    client::Playback playback(client(), 0, file.fileId, file.streamId);
+    EXPECT_EQ(playback.read(1).size(), playback.info().imageSize);
+}
 
 // Every family of commands meets a failing library operation with an error reply, and works
 // again once the fault is lifted.

@@ -66,6 +66,7 @@ public:
     MOCK_METHOD(std::string, startLive, (uint8_t), (override));
     MOCK_METHOD(void, stopLive, (uint8_t), (override));
     MOCK_METHOD(void, liveFrame, (uint8_t, uint16_t&, uint16_t&, uint32_t&), (override));
+    MOCK_METHOD(bool, isRecording, (), (override));
 
     uint32_t collectionIndex() override { return index; }
     void identify(const std::string& newName, uint32_t newIndex) override {
