@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "Reliability.h"
-#include "client/Command.h"
+#include "wire/Commands.h"
 #include "support/TestClient.h"
 
 namespace tavu::test {
@@ -15,7 +15,7 @@ namespace {
 
 bool answers(TestClient& client) {
     client.handshake();
-    return resultOf(client.exec(static_cast<uint64_t>(client::Command::DeviceCount))).mapContains("count");
+    return resultOf(client.exec(static_cast<uint64_t>(Command::DeviceCount))).mapContains("count");
 }
 
 TEST(Shortage, ClientsBeyondTheDescriptorLimitWaitUntilDescriptorsAreFree) {
