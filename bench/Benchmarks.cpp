@@ -4,7 +4,7 @@
 #include "bench/RawPingPong.h"
 #include "client/LiveView.h"
 #include "client/Playback.h"
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 
 #include <fcntl.h>
 #include <unistd.h>

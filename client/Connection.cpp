@@ -7,7 +7,7 @@
 #include "client/ServiceLauncher.h"
 #include "encoding/MessageReader.h"
 #include "encoding/MessageWriter.h"
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 
 namespace tavu::client {
 

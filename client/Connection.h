@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "client/BufferedSocket.h"
+#include "transport/BufferedSocket.h"
 #include "wire/Commands.h"
 #include "encoding/BufferStream.h"
 #include "encoding/ObjectValue.h"

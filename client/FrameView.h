@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 
 namespace tavu::client {
 

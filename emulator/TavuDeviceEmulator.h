@@ -5,7 +5,7 @@
 #include "emulator/RecordingWorker.h"
 #include "records/ConfigRecord.h"
 #include "registry/ITavuDevice.h"
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 
 #include <atomic>
 #include <cstdint>

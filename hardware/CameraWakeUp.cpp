@@ -1,7 +1,7 @@
 #include "hardware/CameraWakeUp.h"
 
 #include "encoding/BigEndian.h"
-#include "hardware/library/Buffer.h"
+#include "library/Buffer.h"
 
 #include <boost/make_shared.hpp>
 

@@ -1,10 +1,10 @@
 #include "hardware/DriveSetFiles.h"
 
-#include "hardware/library/Buffer.h"
-#include "hardware/library/TimestampHelper.h"
+#include "library/Buffer.h"
+#include "library/TimestampHelper.h"
 #include "records/InfoRecord.h"
 #include "records/MetaRecord.h"
-#include "records/QuillonFileStream.h"
+#include "hardware/QuillonFileStream.h"
 
 #include <stdexcept>
 

@@ -1,6 +1,6 @@
 #pragma once
-#include "hardware/library/DriveFile.h"
-#include "hardware/library/DriveSet.h"
+#include "library/DriveFile.h"
+#include "library/DriveSet.h"
 #include "registry/FileRecord.h"
 
 #include <boost/shared_ptr.hpp>

@@ -1,6 +1,6 @@
 #include "hardware/DriveSets.h"
 
-#include "hardware/library/Drive.h"
+#include "library/Drive.h"
 
 #include <boost/make_shared.hpp>
 

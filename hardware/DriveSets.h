@@ -1,6 +1,6 @@
 #pragma once
-#include "hardware/library/Device.h"
-#include "hardware/library/DriveSet.h"
+#include "library/Device.h"
+#include "library/DriveSet.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -1,6 +1,6 @@
 #pragma once
 #include "hardware/OpenHandles.h"
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #pragma once
-#include "hardware/library/DataDescriptor.h"
-#include "hardware/library/Port.h"
+#include "library/DataDescriptor.h"
+#include "library/Port.h"
 
 #include <boost/shared_ptr.hpp>
 

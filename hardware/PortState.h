@@ -1,6 +1,6 @@
 #pragma once
-#include "hardware/library/SerialPort.h"
-#include "service/SharedRegion.h"
+#include "library/SerialPort.h"
+#include "transport/SharedRegion.h"
 
 #include <boost/shared_ptr.hpp>
 

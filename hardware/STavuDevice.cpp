@@ -4,9 +4,9 @@
 #include "hardware/DeviceTexts.h"
 #include "hardware/DeviceType.h"
 #include "hardware/DriveSets.h"
-#include "hardware/library/GeneralException.h"
-#include "hardware/library/Port.h"
-#include "hardware/library/Values.h"
+#include "library/GeneralException.h"
+#include "library/Port.h"
+#include "library/Values.h"
 
 #include <cstdio>
 #include <exception>

@@ -1,11 +1,11 @@
 #pragma once
 #include "hardware/OpenFileSlot.h"
 #include "hardware/PortState.h"
-#include "hardware/library/Device.h"
-#include "hardware/library/DeviceCollection.h"
-#include "hardware/library/DriveFile.h"
-#include "hardware/library/DriveSet.h"
-#include "hardware/library/Record.h"
+#include "library/Device.h"
+#include "library/DeviceCollection.h"
+#include "library/DriveFile.h"
+#include "library/DriveSet.h"
+#include "library/Record.h"
 #include "registry/FileRecord.h"
 #include "registry/HardwareDevice.h"
 

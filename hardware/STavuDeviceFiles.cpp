@@ -6,7 +6,7 @@
 #include "hardware/DeviceTexts.h"
 #include "hardware/DriveSetFiles.h"
 #include "hardware/DriveSets.h"
-#include "hardware/library/Buffer.h"
+#include "library/Buffer.h"
 #include "records/InfoRecord.h"
 #include "records/MetaRecord.h"
 

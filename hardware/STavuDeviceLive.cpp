@@ -3,9 +3,9 @@
 // view holds up no other command of the device.
 #include "hardware/STavuDevice.h"
 
-#include "hardware/library/Buffer.h"
-#include "hardware/library/Frame.h"
-#include "hardware/library/Port.h"
+#include "library/Buffer.h"
+#include "library/Frame.h"
+#include "library/Port.h"
 
 #include <algorithm>
 #include <cstring>

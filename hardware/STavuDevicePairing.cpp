@@ -7,7 +7,7 @@
 #include "hardware/DriveSets.h"
 #include "records/ConfigRecord.h"
 #include "records/InfoRecord.h"
-#include "records/QuillonFileStream.h"
+#include "hardware/QuillonFileStream.h"
 
 #include <algorithm>
 #include <stdexcept>

@@ -2,8 +2,8 @@
 // region. Every operation holds the device mutex for its whole length, reads included.
 #include "hardware/STavuDevice.h"
 
-#include "hardware/library/Buffer.h"
-#include "hardware/library/Frame.h"
+#include "library/Buffer.h"
+#include "library/Frame.h"
 
 #include <cstring>
 #include <stdexcept>

@@ -6,8 +6,8 @@
 #include "hardware/DeviceType.h"
 #include "hardware/DriveSets.h"
 #include "hardware/PortDescriptor.h"
-#include "hardware/library/Port.h"
-#include "hardware/library/Record.h"
+#include "library/Port.h"
+#include "library/Record.h"
 
 #include <algorithm>
 #include <stdexcept>

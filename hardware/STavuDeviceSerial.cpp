@@ -2,9 +2,9 @@
 // give up the device mutex, so that a slow camera holds up only its port.
 #include "hardware/STavuDevice.h"
 
-#include "hardware/library/Buffer.h"
-#include "hardware/library/Port.h"
-#include "hardware/library/SerialPort.h"
+#include "library/Buffer.h"
+#include "library/Port.h"
+#include "library/SerialPort.h"
 
 #include <boost/make_shared.hpp>
 

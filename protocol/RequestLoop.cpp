@@ -8,7 +8,7 @@
 
 #include "encoding/BufferStream.h"
 #include "encoding/MessageReader.h"
-#include "hardware/library/GeneralException.h"
+#include "library/GeneralException.h"
 #include "protocol/CommandContext.h"
 #include "service/ConnectionServer.h"
 

@@ -2,10 +2,10 @@
 
 #include "emulator/TavuDeviceEmulator.h"
 #include "hardware/STavuDevice.h"
-#include "hardware/library/Device.h"
-#include "hardware/library/GeneralException.h"
-#include "hardware/library/String.h"
-#include "hardware/library/Values.h"
+#include "library/Device.h"
+#include "library/GeneralException.h"
+#include "library/String.h"
+#include "library/Values.h"
 #include "registry/NamePattern.h"
 
 #include <cstdio>

@@ -1,6 +1,6 @@
 #pragma once
-#include "hardware/library/DeviceCollection.h"
-#include "hardware/library/Instance.h"
+#include "library/DeviceCollection.h"
+#include "library/Instance.h"
 #include "registry/DeviceEvent.h"
 #include "registry/EventQueue.h"
 #include "registry/FileRecord.h"

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/DeviceCollection.h"
+#include "library/DeviceCollection.h"
 #include "registry/ITavuDevice.h"
 
 #include <boost/shared_ptr.hpp>

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "service/LocalSocket.h"
+#include "transport/BufferedSocket.h"
 
 namespace tavu {
 
@@ -23,13 +23,10 @@ struct LivePortRef {
 };
 
 // One client of the service: its end of the socket, its thread, and what it holds, so
-// that all of it can be given back however the client goes away. Reads go through a
-// buffer of the connection's own, so that a request costs few system calls.
-class ClientConnection : public LocalSocket {
+// that all of it can be given back however the client goes away.
+class ClientConnection : public BufferedSocket {
 public:
     ClientConnection() = default;
-
-    uint64_t read(void* buffer, uint64_t byteCount) override;
 
     std::thread thread;
     bool closing = false;
@@ -37,18 +34,6 @@ public:
     std::vector<OpenFileRef> openFiles;
     std::vector<LivePortRef> livePorts;
     bool holdsGlobalLock = false;
-
-private:
-    static constexpr uint64_t BufferSize = 64 * 1024;
-    struct Unmap {
-        void operator()(uint8_t* buffer) const;
-    };
-    // A mapping of its own, made by the connection's thread at its first read: an idle client
-    // costs only the pages that its requests touched, and the whole buffer goes back to the
-    // system when the client leaves, where the allocator would keep it after a burst of clients.
-    std::unique_ptr<uint8_t, Unmap> buffer_;
-    uint64_t bufferStart_ = 0;
-    uint64_t bufferEnd_ = 0;
 };
 
 }  // namespace tavu

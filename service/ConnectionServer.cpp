@@ -9,9 +9,9 @@
 #include <system_error>
 #include <utility>
 
-#include "hardware/library/GeneralException.h"
+#include "library/GeneralException.h"
 #include "protocol/RequestLoop.h"
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 
 namespace tavu {
 

@@ -2,7 +2,7 @@
 #include <atomic>
 #include <string>
 
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 
 namespace tavu {
 

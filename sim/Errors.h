@@ -1,6 +1,6 @@
 #pragma once
-#include "hardware/library/Buffer.h"
-#include "hardware/library/GeneralException.h"
+#include "library/Buffer.h"
+#include "library/GeneralException.h"
 
 #include <string>
 

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/Record.h"
+#include "library/Record.h"
 #include "sim/Files.h"
 #include "sim/RecordingFormat.h"
 #include "sim/StreamWriter.h"

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/DeviceCollection.h"
+#include "library/DeviceCollection.h"
 #include "sim/DescriptionWatcher.h"
 #include "sim/Recorder.h"
 

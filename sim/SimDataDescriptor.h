@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/DataDescriptor.h"
+#include "library/DataDescriptor.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/Device.h"
+#include "library/Device.h"
 #include "sim/Recorder.h"
 
 #include <memory>

@@ -1,6 +1,6 @@
 #include "sim/SimDriveFile.h"
 
-#include "hardware/library/Buffer.h"
+#include "library/Buffer.h"
 #include "sim/Errors.h"
 #include "sim/SimDriveSet.h"
 #include "sim/SimRecordedStream.h"

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/Drive.h"
+#include "library/Drive.h"
 #include "sim/Recorder.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/Instance.h"
+#include "library/Instance.h"
 #include "sim/SimCollection.h"
 
 namespace sim {

@@ -1,6 +1,6 @@
 #include "sim/SimLibrary.h"
 
-#include "hardware/library/Buffer.h"
+#include "library/Buffer.h"
 #include "sim/Errors.h"
 #include "sim/SimDataDescriptor.h"
 #include "sim/SimInstance.h"

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/LibraryEntry.h"
+#include "library/LibraryEntry.h"
 #include "sim/SimCollection.h"
 
 #include <boost/weak_ptr.hpp>

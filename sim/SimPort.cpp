@@ -1,7 +1,7 @@
 #include "sim/SimPort.h"
 
-#include "hardware/library/Buffer.h"
-#include "hardware/library/Frame.h"
+#include "library/Buffer.h"
+#include "library/Frame.h"
 #include "sim/Errors.h"
 #include "sim/FramePattern.h"
 #include "sim/SimDataDescriptor.h"

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/Port.h"
+#include "library/Port.h"
 #include "sim/Recorder.h"
 
 #include <cstdint>

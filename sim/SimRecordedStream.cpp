@@ -1,6 +1,6 @@
 #include "sim/SimRecordedStream.h"
 
-#include "hardware/library/Frame.h"
+#include "library/Frame.h"
 
 #include <boost/make_shared.hpp>
 

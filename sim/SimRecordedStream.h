@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/DriveFile.h"
+#include "library/DriveFile.h"
 #include "sim/RecordingFormat.h"
 #include "sim/Recorder.h"
 

@@ -1,6 +1,6 @@
 #include "sim/SimSerialPort.h"
 
-#include "hardware/library/Buffer.h"
+#include "library/Buffer.h"
 #include "sim/Errors.h"
 
 namespace sim {

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/SerialPort.h"
+#include "library/SerialPort.h"
 #include "sim/Recorder.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/DriveSet.h"
+#include "library/DriveSet.h"
 #include "sim/Recorder.h"
 
 #include <memory>

@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/Trigger.h"
+#include "library/Trigger.h"
 #include "sim/Recorder.h"
 
 #include <cstdint>

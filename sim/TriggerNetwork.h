@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/Values.h"
+#include "library/Values.h"
 
 #include <nlohmann/json.hpp>
 

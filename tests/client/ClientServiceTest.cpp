@@ -15,7 +15,7 @@
 #include "client/EventReader.h"
 #include "client/LiveView.h"
 #include "client/Playback.h"
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 #include "tests/support/ServiceProcess.h"
 
 namespace tavu::test {

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "EmulatorFixture.h"
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 
 namespace tavu::test {
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "EmulatorFixture.h"
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 #include "support/ServiceProcess.h"
 #include "support/TestClient.h"
 

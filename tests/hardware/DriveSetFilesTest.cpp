@@ -1,6 +1,6 @@
 #include "DriveStore.h"
 #include "hardware/DriveSetFiles.h"
-#include "hardware/library/Loader.h"
+#include "library/Loader.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 // GoogleMock objects under the recorder library's seam.
-#include "hardware/library/Quillon.h"
+#include "library/Quillon.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #include "LibraryMocks.h"
 #include "hardware/DeviceType.h"
 #include "hardware/PortDescriptor.h"
-#include "hardware/library/Loader.h"
+#include "library/Loader.h"
 
 #include <gtest/gtest.h>
 

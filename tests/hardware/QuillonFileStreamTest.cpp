@@ -1,6 +1,6 @@
 #include "LibraryMocks.h"
-#include "hardware/library/Loader.h"
-#include "records/QuillonFileStream.h"
+#include "library/Loader.h"
+#include "hardware/QuillonFileStream.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include "DriveStore.h"
 #include "LibraryMocks.h"
 #include "hardware/STavuDevice.h"
-#include "hardware/library/Loader.h"
+#include "library/Loader.h"
 
 #include <cstdint>
 #include <functional>

@@ -7,7 +7,7 @@
 #include "encoding/BufferStream.h"
 #include "encoding/MessageReader.h"
 #include "encoding/MessageWriter.h"
-#include "hardware/library/GeneralException.h"
+#include "library/GeneralException.h"
 #include "protocol/CommandContext.h"
 
 namespace tavu {

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "encoding/ObjectValue.h"
-#include "hardware/library/DeviceCollection.h"
-#include "hardware/library/Instance.h"
-#include "hardware/library/LibraryEntry.h"
-#include "hardware/library/Loader.h"
+#include "library/DeviceCollection.h"
+#include "library/Instance.h"
+#include "library/LibraryEntry.h"
+#include "library/Loader.h"
 #include "registry/DeviceManager.h"
 #include "registry/HardwareDevice.h"
 #include "service/ConnectionServer.h"

@@ -5,7 +5,7 @@
 
 #include "client/FrameView.h"
 #include "records/MetaRecord.h"
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 
 namespace tavu {
 

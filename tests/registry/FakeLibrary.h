@@ -1,6 +1,6 @@
 #pragma once
 // A recorder library made of plain objects, installed under the seam through the entry table.
-#include "hardware/library/Quillon.h"
+#include "library/Quillon.h"
 
 #include <boost/shared_ptr.hpp>
 

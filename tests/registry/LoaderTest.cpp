@@ -1,6 +1,6 @@
 #include "FakeLibrary.h"
-#include "hardware/library/Loader.h"
-#include "hardware/library/Quillon.h"
+#include "library/Loader.h"
+#include "library/Quillon.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #pragma once
 #include "FakeLibrary.h"
 #include "support/MockHardwareDevice.h"
-#include "hardware/library/Loader.h"
+#include "library/Loader.h"
 #include "registry/DeviceManager.h"
 
 #include <sys/types.h>

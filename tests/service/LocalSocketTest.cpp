@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 #include "service/LocalSocketServer.h"
 #include "support/ServiceProcess.h"
 

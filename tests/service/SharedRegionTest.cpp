@@ -6,7 +6,7 @@
 #include <future>
 #include <set>
 
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 
 namespace tavu {
 namespace {

@@ -1,8 +1,8 @@
 #pragma once
 // Loads the simulated recorder library as the service does, over a private folder of
 // simulated recorders.
-#include "hardware/library/Loader.h"
-#include "hardware/library/Quillon.h"
+#include "library/Loader.h"
+#include "library/Quillon.h"
 
 #include <boost/make_shared.hpp>
 

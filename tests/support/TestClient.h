@@ -8,7 +8,7 @@
 
 #include "encoding/ObjectValue.h"
 #include "wire/Commands.h"
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 
 namespace tavu::test {
 

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "client/Client.h"
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 #include "tests/client/ImageReader.h"
 #include "tests/support/ServiceProcess.h"
 #include "tests/tools/TavuctlRunner.h"

@@ -11,7 +11,7 @@
 #include "tests/tools/TavuctlRunner.h"
 #include "client/Client.h"
 #include "client/Playback.h"
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 #include "tests/support/ServiceProcess.h"
 #include "tests/client/ImageReader.h"
 

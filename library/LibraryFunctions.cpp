@@ -1,10 +1,10 @@
 // The service's side of the library's plain functions: each goes through the entry table, so the
 // first of them loads the library (or raises "delayload failure").
-#include "hardware/library/Buffer.h"
-#include "hardware/library/DataDescriptor.h"
-#include "hardware/library/Instance.h"
-#include "hardware/library/Loader.h"
-#include "hardware/library/TimestampHelper.h"
+#include "library/Buffer.h"
+#include "library/DataDescriptor.h"
+#include "library/Instance.h"
+#include "library/Loader.h"
+#include "library/TimestampHelper.h"
 
 namespace Quillon {
 

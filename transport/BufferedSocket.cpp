@@ -1,4 +1,4 @@
-#include "service/ClientConnection.h"
+#include "transport/BufferedSocket.h"
 
 #include <sys/mman.h>
 
@@ -7,9 +7,9 @@
 
 namespace tavu {
 
-void ClientConnection::Unmap::operator()(uint8_t* buffer) const { ::munmap(buffer, BufferSize); }
+void BufferedSocket::Unmap::operator()(uint8_t* buffer) const { ::munmap(buffer, BufferSize); }
 
-uint64_t ClientConnection::read(void* buffer, uint64_t byteCount) {
+uint64_t BufferedSocket::read(void* buffer, uint64_t byteCount) {
     auto* out = static_cast<uint8_t*>(buffer);
     uint64_t moved = 0;
     while (moved < byteCount) {
@@ -23,7 +23,7 @@ uint64_t ClientConnection::read(void* buffer, uint64_t byteCount) {
                 void* mapped =
                     ::mmap(nullptr, BufferSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
                 if (mapped == MAP_FAILED) {
-                    return moved;  // out of memory: the connection ends as if the client left
+                    return moved;  // out of memory: the connection ends as if the peer left
                 }
                 buffer_.reset(static_cast<uint8_t*>(mapped));
             }

@@ -1,6 +1,6 @@
 #pragma once
-#include "hardware/library/Forward.h"
-#include "hardware/library/String.h"
+#include "library/Forward.h"
+#include "library/String.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -1,7 +1,7 @@
 #pragma once
 #include "encoding/Stream.h"
-#include "hardware/library/Buffer.h"
-#include "hardware/library/DriveFile.h"
+#include "library/Buffer.h"
+#include "library/DriveFile.h"
 
 #include <boost/shared_ptr.hpp>
 

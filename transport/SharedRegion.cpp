@@ -1,4 +1,4 @@
-#include "service/SharedRegion.h"
+#include "transport/SharedRegion.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -1,9 +1,9 @@
 #pragma once
-#include "hardware/library/Drive.h"
-#include "hardware/library/Forward.h"
-#include "hardware/library/String.h"
-#include "hardware/library/Values.h"
-#include "hardware/library/Vector.h"
+#include "library/Drive.h"
+#include "library/Forward.h"
+#include "library/String.h"
+#include "library/Values.h"
+#include "library/Vector.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -1,6 +1,6 @@
 #pragma once
-#include "hardware/library/String.h"
-#include "hardware/library/Values.h"
+#include "library/String.h"
+#include "library/Values.h"
 
 #include <boost/shared_ptr.hpp>
 

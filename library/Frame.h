@@ -1,5 +1,5 @@
 #pragma once
-#include "hardware/library/Buffer.h"
+#include "library/Buffer.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -1,6 +1,6 @@
-#include "records/QuillonFileStream.h"
+#include "hardware/QuillonFileStream.h"
 
-#include "hardware/library/DriveSet.h"
+#include "library/DriveSet.h"
 
 #include <algorithm>
 #include <cstring>

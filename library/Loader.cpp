@@ -1,4 +1,4 @@
-#include "hardware/library/Loader.h"
+#include "library/Loader.h"
 
 #include <dlfcn.h>
 

@@ -1,7 +1,7 @@
 #pragma once
-#include "hardware/library/Forward.h"
-#include "hardware/library/String.h"
-#include "hardware/library/Values.h"
+#include "library/Forward.h"
+#include "library/String.h"
+#include "library/Values.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -1,4 +1,4 @@
-#include "service/LocalSocket.h"
+#include "transport/LocalSocket.h"
 
 #include <dirent.h>
 #include <sys/socket.h>
