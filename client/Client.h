@@ -7,8 +7,8 @@
 
 #include "client/Connection.h"
 #include "client/Types.h"
-#include "registry/DeviceEvent.h"
-#include "registry/FileRecord.h"
+#include "wire/DeviceEvent.h"
+#include "wire/FileRecord.h"
 
 namespace tavu::client {
 

@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "client/Client.h"
-#include "registry/DeviceEvent.h"
+#include "wire/DeviceEvent.h"
 
 namespace tavu::client {
 

@@ -4,7 +4,7 @@
 #include "emulator/FrameFile.h"
 #include "emulator/RecordingWorker.h"
 #include "records/ConfigRecord.h"
-#include "registry/ITavuDevice.h"
+#include "device/ITavuDevice.h"
 #include "transport/SharedRegion.h"
 
 #include <atomic>

@@ -1,7 +1,7 @@
 #pragma once
 #include "library/DriveFile.h"
 #include "library/DriveSet.h"
-#include "registry/FileRecord.h"
+#include "wire/FileRecord.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -6,8 +6,8 @@
 #include "library/DriveFile.h"
 #include "library/DriveSet.h"
 #include "library/Record.h"
-#include "registry/FileRecord.h"
-#include "registry/HardwareDevice.h"
+#include "wire/FileRecord.h"
+#include "hardware/HardwareDevice.h"
 
 #include <boost/shared_ptr.hpp>
 

@@ -6,7 +6,7 @@
 
 #include "encoding/MessageWriter.h"
 #include "encoding/ObjectValue.h"
-#include "registry/DeviceEvent.h"
+#include "wire/DeviceEvent.h"
 #include "wire/Commands.h"
 
 namespace tavu {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "encoding/Stream.h"
-#include "registry/FileRecord.h"
+#include "wire/FileRecord.h"
 
 #include <cstdint>
 #include <vector>

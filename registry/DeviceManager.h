@@ -1,12 +1,12 @@
 #pragma once
 #include "library/DeviceCollection.h"
 #include "library/Instance.h"
-#include "registry/DeviceEvent.h"
+#include "wire/DeviceEvent.h"
 #include "registry/EventQueue.h"
-#include "registry/FileRecord.h"
+#include "wire/FileRecord.h"
 #include "registry/GlobalLock.h"
-#include "registry/HardwareDevice.h"
-#include "registry/ITavuDevice.h"
+#include "hardware/HardwareDevice.h"
+#include "device/ITavuDevice.h"
 
 #include <boost/shared_ptr.hpp>
 

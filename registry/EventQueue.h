@@ -1,5 +1,5 @@
 #pragma once
-#include "registry/DeviceEvent.h"
+#include "wire/DeviceEvent.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -15,7 +15,7 @@
 #include "library/LibraryEntry.h"
 #include "library/Loader.h"
 #include "registry/DeviceManager.h"
-#include "registry/HardwareDevice.h"
+#include "hardware/HardwareDevice.h"
 #include "service/ConnectionServer.h"
 #include "support/MockHardwareDevice.h"
 #include "support/TestClient.h"

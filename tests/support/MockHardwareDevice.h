@@ -1,5 +1,5 @@
 #pragma once
-#include "registry/HardwareDevice.h"
+#include "hardware/HardwareDevice.h"
 
 #include <gmock/gmock.h>
 

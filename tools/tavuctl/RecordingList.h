@@ -3,7 +3,7 @@
 #include <optional>
 #include <vector>
 
-#include "registry/FileRecord.h"
+#include "wire/FileRecord.h"
 #include "tools/tavuctl/Json.h"
 
 // The catalogue entries of recordings, as several commands show them.

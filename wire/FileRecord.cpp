@@ -1,4 +1,4 @@
-#include "registry/FileRecord.h"
+#include "wire/FileRecord.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #pragma once
 #include "library/DeviceCollection.h"
-#include "registry/ITavuDevice.h"
+#include "device/ITavuDevice.h"
 
 #include <boost/shared_ptr.hpp>
 

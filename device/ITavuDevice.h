@@ -1,5 +1,5 @@
 #pragma once
-#include "registry/FileRecord.h"
+#include "wire/FileRecord.h"
 
 #include <cstdint>
 #include <string>
