@@ -64,7 +64,7 @@ void TavuDeviceEmulator::openFile(uint32_t& openFileId, std::string& mapping, ui
     if (!slot.file.isOpen()) {
         throw std::runtime_error("Failed to open file");
     }
-    if (!slot.region.createUnique(kRegionBaseName, frameBytes(entries.catalogue->width, entries.catalogue->height),
+    if (!slot.region.createUnique(RegionBaseName, frameBytes(entries.catalogue->width, entries.catalogue->height),
                                   false)) {
         slot.file.close();
         throw std::runtime_error("Failed to create memory mapping");
@@ -115,7 +115,7 @@ std::string TavuDeviceEmulator::startLive(uint8_t port) {
         throw std::runtime_error("Live alrady started");
     }
     liveCounter_ = 0;
-    if (!liveRegion_.createUnique(kRegionBaseName, frameBytes(width_, height_), false)) {
+    if (!liveRegion_.createUnique(RegionBaseName, frameBytes(width_, height_), false)) {
         throw std::runtime_error("Failed to create memory mapping");
     }
     return liveRegion_.mappingName();

@@ -8,9 +8,6 @@
 
 namespace tavu {
 
-// The base name of every shared region the emulated device creates.
-inline constexpr const char* kRegionBaseName = "orek_tavu";
-
 // The one port is 0; raises "Invalid port" for any other.
 void checkEmulatorPort(uint8_t port);
 

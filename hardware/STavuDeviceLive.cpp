@@ -15,7 +15,6 @@ namespace tavu {
 
 namespace {
 
-constexpr const char* kRegionBaseName = "orek_tavu";
 // The library's time limit of one grab, in its units.
 constexpr uint32_t kGrabTimeout = 5000;
 constexpr uint32_t kLiveBitDepth = 16;
@@ -55,7 +54,7 @@ std::string STavuDevice::startLive(uint8_t port) {
     // A second start on the port replaces the region; a client that mapped the old one keeps
     // its bytes.
     SharedRegion region;
-    if (!region.createUnique(kRegionBaseName, static_cast<uint64_t>(state.width) * state.height * 2, false)) {
+    if (!region.createUnique(RegionBaseName, static_cast<uint64_t>(state.width) * state.height * 2, false)) {
         throw std::runtime_error("Failed to create shared memory mapping.");
     }
     state.liveRegion = std::move(region);

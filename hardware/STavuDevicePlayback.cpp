@@ -12,8 +12,6 @@ namespace tavu {
 
 namespace {
 
-constexpr const char* kRegionBaseName = "orek_tavu";
-
 void describeStream(OpenFileSlot& slot, Quillon::FrameSequence& frames) {
     boost::shared_ptr<Common::DataType> type = frames.dataType();
     slot.width = static_cast<uint16_t>(Common::DataType::width(type));
@@ -66,7 +64,7 @@ void STavuDevice::openFile(uint32_t& openFileId, std::string& mapping, uint32_t 
     slot.streamId = streamId;
     describeStream(slot, *stream->frames);
     // A slot whose region failed stays in use with no stream: its id never reached a client.
-    if (!slot.region.createUnique(kRegionBaseName, slot.imageSize, false)) {
+    if (!slot.region.createUnique(RegionBaseName, slot.imageSize, false)) {
         throw std::runtime_error("Failed to create shared memory mapping");
     }
     slot.stream = std::move(stream);

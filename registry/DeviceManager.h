@@ -1,14 +1,10 @@
 #pragma once
-#include "library/DeviceCollection.h"
-#include "library/Instance.h"
 #include "wire/DeviceEvent.h"
 #include "registry/EventQueue.h"
 #include "wire/FileRecord.h"
+#include "device/DeviceSource.h"
 #include "registry/GlobalLock.h"
-#include "hardware/HardwareDevice.h"
 #include "device/ITavuDevice.h"
-
-#include <boost/shared_ptr.hpp>
 
 #include <cstdint>
 #include <functional>
@@ -20,25 +16,21 @@
 
 namespace tavu {
 
-// The registry behind the commands: starts the recorder library, keeps the list of devices (an
-// index, once given, names the same device for the life of the process), follows recorders that
+// The registry behind the commands: keeps the list of devices (an index, once given, names the
+// same device for the life of the process), follows the devices that its source finds as they
 // come and go, and hands events to the clients' queues.
 //
 // Lock order: `lock_`, then a device's mutex, then a queue's mutex. Device operations of the
 // wrappers run without `lock_`, which is safe because devices live as long as the manager.
 class DeviceManager {
 public:
-    using HardwareDeviceFactory = std::function<std::unique_ptr<HardwareDevice>()>;
-
-    DeviceManager();
-    explicit DeviceManager(HardwareDeviceFactory hardwareDeviceFactory);
+    DeviceManager() = default;
     DeviceManager(const DeviceManager&) = delete;
     DeviceManager& operator=(const DeviceManager&) = delete;
     ~DeviceManager();
 
-    // Never fails for want of a library: a library that is absent, fails or has another version
-    // leaves the service without hardware devices.
-    void start();
+    // The emulator, if any, becomes device 0; the recorders follow as their source finds them.
+    void start(DeviceSources sources);
     // Harmless when repeated.
     void stop();
     // Stops every recording still running as stopRecording does, so that a service that is
@@ -131,30 +123,19 @@ private:
         bool inUse = false;
         EventQueue queue;
     };
-    struct NameFilters;
-
-    void startLibrary(Quillon::HostInterfaceType hostInterfaces);
     void runUpdates();
     void updateDevices();
-    void refreshExistingDevice(uint32_t collectionIndex);
-    void addNewDevice(uint32_t collectionIndex, const NameFilters& filters);
-    bool altNamePasses(uint32_t collectionIndex, const NameFilters& filters);
-    HardwareDevice* findHardwareDevice(uint32_t collectionIndex);
     EventQueue& queueInUse(uint32_t queueId);
 
     // Declaration order is destruction order in reverse: queue slots go before devices, and
-    // devices before the library objects that they share.
+    // devices before their source, whose library objects they share.
     std::mutex lock_;
-    boost::shared_ptr<Quillon::Instance> instance_;
-    boost::shared_ptr<Quillon::DeviceCollection> collection_;
+    std::unique_ptr<DeviceSource> recorders_;
     std::vector<std::unique_ptr<ITavuDevice>> devices_;
     std::vector<std::unique_ptr<QueueSlot>> queueSlots_;  // never shrinks; readers keep references
-    uint32_t changeCallbackId_ = 0;
     std::thread updateThread_;
     EventQueue updateQueue_;
     GlobalLock globalLock_;
-    uint64_t knownDeviceCount_ = 0;
-    HardwareDeviceFactory hardwareDeviceFactory_;
 };
 
 }  // namespace tavu

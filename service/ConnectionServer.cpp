@@ -11,14 +11,12 @@
 
 #include "library/GeneralException.h"
 #include "protocol/RequestLoop.h"
+#include "service/DeviceSources.h"
 #include "transport/SharedRegion.h"
 
 namespace tavu {
 
 namespace {
-
-// The base name of every device's shared regions.
-constexpr const char* RegionBaseName = "orek_tavu";
 
 // So many clients at once make a crowd, whose departure is worth a trim of the allocator.
 constexpr size_t Crowd = 64;
@@ -33,7 +31,7 @@ void ConnectionServer::run() {
     // have left regions that nobody maps any longer.
     removeUnusedRegions(RegionBaseName);
     try {
-        manager.start();
+        manager.start(deviceSources());
     } catch (const std::exception& e) {
         std::printf("caught exception: %s\n", e.what());
         return;

@@ -4,6 +4,10 @@
 
 namespace tavu {
 
+// The base name of every region that the service's devices share with clients: playback and live
+// frames, and the names that a new service clears after a killed one.
+inline constexpr const char* RegionBaseName = "orek_tavu";
+
 // A named block of shared memory: a device creates it and hands its name to a client,
 // which maps the same bytes by that name. Frames travel this way, never through the socket.
 // The object that created a region removes its name when it closes; a client that mapped

@@ -1,4 +1,5 @@
 #include "Recorder.h"
+#include "hardware/RecorderDiscovery.h"
 #include "registry/DeviceManager.h"
 
 #include <gtest/gtest.h>
@@ -36,7 +37,7 @@ TEST(Manager, MakesARecorderDeviceForEachRecorderFound) {
     DeviceManager manager;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
-    manager.start();
+    manager.start({std::make_unique<RecorderDiscovery>(), nullptr});
     EXPECT_THAT(testing::internal::GetCapturedStdout(), HasSubstr("Found device: TAVU-4\n"));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "no config file.\n");
     ASSERT_EQ(manager.deviceCount(), 1u);

@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "encoding/BufferStream.h"
+#include "hardware/RecorderDiscovery.h"
 #include "encoding/MessageReader.h"
 #include "encoding/MessageWriter.h"
 #include "library/GeneralException.h"
@@ -86,12 +87,13 @@ void expectReply(const Reply& reply, const ObjectValue& expected) {
 }
 
 ProtocolTest::ProtocolTest(uint32_t recorders)
-    : library_(recorders), override_(&library_), manager_([this] {
-          auto device = std::make_unique<testing::StrictMock<MockDevice>>();
-          devices_.push_back(device.get());
-          return device;
-      }) {
-    manager_.start();
+    : library_(recorders), override_(&library_) {
+    manager_.start({std::make_unique<RecorderDiscovery>([this] {
+                        auto device = std::make_unique<testing::StrictMock<MockDevice>>();
+                        devices_.push_back(device.get());
+                        return device;
+                    }),
+                    nullptr});
     server_.connections.push_back(std::make_unique<ClientConnection>());
     server_.connections.push_back(std::make_unique<ClientConnection>());
 }

@@ -79,7 +79,7 @@ ManagerHarness::ManagerHarness() {
 
 std::string ManagerHarness::start() {
     testing::internal::CaptureStdout();
-    manager.start();
+    manager.start({std::make_unique<RecorderDiscovery>([this] { return createDevice(); }), nullptr});
     return testing::internal::GetCapturedStdout();
 }
 

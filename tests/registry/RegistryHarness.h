@@ -2,6 +2,7 @@
 #include "FakeLibrary.h"
 #include "support/MockHardwareDevice.h"
 #include "library/Loader.h"
+#include "hardware/RecorderDiscovery.h"
 #include "registry/DeviceManager.h"
 
 #include <sys/types.h>
@@ -65,7 +66,7 @@ private:
 
 public:
     // Declared last, so that it stops while the library and its override still stand.
-    DeviceManager manager{[this] { return createDevice(); }};
+    DeviceManager manager;
 };
 
 }  // namespace tavu::test

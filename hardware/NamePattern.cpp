@@ -1,4 +1,4 @@
-#include "registry/NamePattern.h"
+#include "hardware/NamePattern.h"
 
 #include <cctype>
 #include <cstddef>
