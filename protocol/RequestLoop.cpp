@@ -2,13 +2,13 @@
 
 #include <cstdio>
 #include <cstring>
-#include <exception>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
 #include "encoding/BufferStream.h"
 #include "encoding/MessageReader.h"
-#include "library/GeneralException.h"
+#include "library/ErrorText.h"
 #include "protocol/CommandContext.h"
 #include "service/ConnectionServer.h"
 
@@ -44,24 +44,21 @@ private:
 };
 
 void runCommand(CommandContext context, uint64_t ordinal, Replier& replier) {
-    std::string failure;
-    bool failed = true;
+    std::optional<std::string> failure;
     try {
         commandFor(static_cast<uint32_t>(ordinal))(context);
-        failed = false;
-    } catch (const std::exception& e) {
-        failure = e.what();
-    } catch (const Common::GeneralException& e) {
-        failure = e.what();
+    } catch (...) {
+        // An exception without a text goes on out of the loop and ends the connection.
+        failure = currentExceptionText();
     }
-    if (!failed) {
+    if (!failure) {
         replier.send();
         return;
     }
     if (ordinal == StartRecordingOrdinal) {
-        std::fprintf(stderr, "%s\n", failure.c_str());
+        std::fprintf(stderr, "%s\n", failure->c_str());
     }
-    replier.error(failure.c_str());
+    replier.error(failure->c_str());
 }
 
 }  // namespace

@@ -5,11 +5,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <system_error>
 #include <utility>
 
-#include "library/GeneralException.h"
+#include "library/ErrorText.h"
 #include "protocol/RequestLoop.h"
 #include "transport/SharedRegion.h"
 
@@ -34,11 +33,9 @@ void ConnectionServer::run() {
     removeUnusedRegions(RegionBaseName);
     try {
         manager.start();
-    } catch (const std::exception& e) {
-        std::printf("caught exception: %s\n", e.what());
-        return;
-    } catch (const Common::GeneralException& e) {
-        std::printf("caught exception: %s\n", e.what());
+    } catch (...) {
+        // An exception without a text goes on out of run.
+        std::printf("caught exception: %s\n", currentExceptionText().c_str());
         return;
     }
     listener.abortOn(stopSignals);

@@ -2,12 +2,11 @@
 
 #include <boost/make_shared.hpp>
 #include <cstdio>
-#include <exception>
 
 #include "encoding/BufferStream.h"
 #include "encoding/MessageReader.h"
 #include "encoding/MessageWriter.h"
-#include "library/GeneralException.h"
+#include "library/ErrorText.h"
 #include "protocol/CommandContext.h"
 
 namespace tavu {
@@ -108,10 +107,8 @@ Reply ProtocolTest::call(ClientConnection& connection, uint32_t ordinal, std::op
     CommandContext context{server_, connection, manager_, request, writer};
     try {
         commandFor(ordinal)(context);
-    } catch (const std::exception& e) {
-        sendError(writer, e.what());
-    } catch (const Common::GeneralException& e) {
-        sendError(writer, e.what());
+    } catch (...) {
+        sendError(writer, currentExceptionText().c_str());
     }
     Reply reply{{buffer.data(), buffer.data() + buffer.size()}, {}};
     MessageReader(buffer).readObject(reply.value);
