@@ -114,7 +114,7 @@ void runRequestLoop(ConnectionServer& server, ClientConnection& connection) {
             replier.error("Unrecognized function.");
             continue;
         }
-        runCommand(CommandContext{server, connection, server.manager, request, replier.begin()},
+        runCommand(CommandContext{connection.holdings, server.clients, server.manager, request, replier.begin()},
                    ordinal, replier);
     }
 }

@@ -72,13 +72,17 @@ void ConnectionServer::startConnection(LocalSocket socket) {
 }
 
 void ConnectionServer::serveConnection(ClientConnection& connection) {
-    try {
-        runRequestLoop(*this, connection);
-    } catch (...) {
-        // A client that went away or broke the protocol: no reply, no log line.
+    {
+        // Listed until its queue is given back: until then another client may destroy it.
+        const Clients::Entry listed(clients, connection.holdings);
+        try {
+            runRequestLoop(*this, connection);
+        } catch (...) {
+            // A client that went away or broke the protocol: no reply, no log line.
+        }
+        connection.close();
+        releaseHoldings(connection.holdings, manager, clients);
     }
-    connection.close();
-    releaseResources(connection);
 
     bool crowdLeft = false;
     {
@@ -104,38 +108,6 @@ void ConnectionServer::serveConnection(ClientConnection& connection) {
     // lives on; once most of them have left, it is made to give that back.
     if (crowdLeft) {
         ::malloc_trim(0);
-    }
-}
-
-// Gives back what the client held, in a fixed order: live views, files, its queue, the
-// global lock. Each failure is swallowed so that the rest is still released.
-void ConnectionServer::releaseResources(ClientConnection& connection) {
-    auto swallow = [](auto&& release) {
-        try {
-            release();
-        } catch (...) {
-        }
-    };
-    for (const LivePortRef& live : connection.livePorts) {
-        swallow([&] { manager.stopLive(live.device, live.port); });
-    }
-    connection.livePorts.clear();
-    for (const OpenFileRef& file : connection.openFiles) {
-        swallow([&] { manager.closeFile(file.device, file.openFileId); });
-    }
-    connection.openFiles.clear();
-    // Another connection may reset the id under serverMutex when it destroys this queue.
-    uint32_t queueId = NoEventQueue;
-    {
-        std::lock_guard guard(serverMutex);
-        std::swap(queueId, connection.eventQueueId);
-    }
-    if (queueId != NoEventQueue) {
-        swallow([&] { manager.destroyQueue(queueId, true); });
-    }
-    if (connection.holdsGlobalLock) {
-        swallow([&] { manager.unlockGlobal(); });
-        connection.holdsGlobalLock = false;
     }
 }
 

@@ -91,20 +91,18 @@ ProtocolTest::ProtocolTest(uint32_t recorders)
           return device;
       }) {
     manager_.start();
-    server_.connections.push_back(std::make_unique<ClientConnection>());
-    server_.connections.push_back(std::make_unique<ClientConnection>());
 }
 
 // As the request loop does it, except that a partial reply ahead of an error stays in the
 // bytes, where the comparisons see it.
-Reply ProtocolTest::call(ClientConnection& connection, uint32_t ordinal, std::optional<ObjectValue> params) {
+Reply ProtocolTest::call(ClientHoldings& client, uint32_t ordinal, std::optional<ObjectValue> params) {
     ObjectValue request = makeMap({{"act", str("exec")}, {"ord", u(ordinal)}});
     if (params) {
         request.mapAppend("params", std::move(*params));
     }
     BufferStream buffer;
     MessageWriter writer(buffer);
-    CommandContext context{server_, connection, manager_, request, writer};
+    CommandContext context{client, clients_, manager_, request, writer};
     try {
         commandFor(ordinal)(context);
     } catch (...) {
@@ -115,15 +113,15 @@ Reply ProtocolTest::call(ClientConnection& connection, uint32_t ordinal, std::op
     return reply;
 }
 
-uint32_t ProtocolTest::openQueue(ClientConnection& connection) {
-    const Reply reply = call(connection, 0, std::nullopt);
+uint32_t ProtocolTest::openQueue(ClientHoldings& client) {
+    const Reply reply = call(client, 0, std::nullopt);
     return static_cast<uint32_t>(reply.result().mapAt("queueId").asPositive());
 }
 
-std::vector<DeviceEvent> ProtocolTest::takeEvents(ClientConnection& connection) {
+std::vector<DeviceEvent> ProtocolTest::takeEvents(ClientHoldings& client) {
     std::vector<DeviceEvent> events;
     DeviceEvent event;
-    while (manager_.tryReadEvent(connection.eventQueueId, event)) {
+    while (manager_.tryReadEvent(client.eventQueueId, event)) {
         events.push_back(event);
     }
     return events;
