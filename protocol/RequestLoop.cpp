@@ -10,7 +10,6 @@
 #include "encoding/MessageReader.h"
 #include "library/ErrorText.h"
 #include "protocol/CommandContext.h"
-#include "service/ConnectionServer.h"
 
 namespace tavu {
 
@@ -22,13 +21,13 @@ constexpr uint64_t StartRecordingOrdinal = 42;
 // A reply is assembled whole and leaves in one write.
 class Replier {
 public:
-    explicit Replier(ClientConnection& connection) : connection_(connection), writer_(buffer_) {}
+    explicit Replier(Stream& stream) : stream_(stream), writer_(buffer_) {}
 
     MessageWriter& begin() {
         buffer_.clear();
         return writer_;
     }
-    void send() { connection_.write(buffer_.data(), buffer_.size()); }
+    void send() { stream_.write(buffer_.data(), buffer_.size()); }
 
     // The reply goes out before the log line.
     void error(const char* text) {
@@ -38,7 +37,7 @@ public:
     }
 
 private:
-    ClientConnection& connection_;
+    Stream& stream_;
     BufferStream buffer_;
     MessageWriter writer_;
 };
@@ -79,9 +78,9 @@ void sendError(MessageWriter& writer, const char* text) {
     writer.writeString(text);
 }
 
-void runRequestLoop(ConnectionServer& server, ClientConnection& connection) {
-    MessageReader reader(connection);
-    Replier replier(connection);
+void runRequestLoop(Stream& stream, ClientHoldings& holdings, DeviceManager& manager, Clients& clients) {
+    MessageReader reader(stream);
+    Replier replier(stream);
     bool handshakeDone = false;
     for (;;) {
         ObjectValue request;
@@ -114,8 +113,7 @@ void runRequestLoop(ConnectionServer& server, ClientConnection& connection) {
             replier.error("Unrecognized function.");
             continue;
         }
-        runCommand(CommandContext{connection.holdings, server.clients, server.manager, request, replier.begin()},
-                   ordinal, replier);
+        runCommand(CommandContext{holdings, clients, manager, request, replier.begin()}, ordinal, replier);
     }
 }
 

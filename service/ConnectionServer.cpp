@@ -58,7 +58,7 @@ void ConnectionServer::startConnection(LocalSocket socket) {
     auto connection = std::make_unique<ClientConnection>();
     std::lock_guard guard(serverMutex);
     connections.reserve(connections.size() + 1);
-    static_cast<LocalSocket&>(*connection) = std::move(socket);
+    connection->socket = BufferedSocket(std::move(socket));
     ClientConnection& record = *connection;
     // The thread can't reach its own removal before serverMutex is free, so the record is
     // always in the list by then.
@@ -76,11 +76,11 @@ void ConnectionServer::serveConnection(ClientConnection& connection) {
         // Listed until its queue is given back: until then another client may destroy it.
         const Clients::Entry listed(clients, connection.holdings);
         try {
-            runRequestLoop(*this, connection);
+            runRequestLoop(connection.socket, connection.holdings, manager, clients);
         } catch (...) {
             // A client that went away or broke the protocol: no reply, no log line.
         }
-        connection.close();
+        connection.socket.close();
         releaseHoldings(connection.holdings, manager, clients);
     }
 
@@ -117,7 +117,7 @@ void ConnectionServer::shutdown() {
         std::lock_guard guard(serverMutex);
         for (const auto& connection : connections) {
             connection->closing = true;
-            connection->close();
+            connection->socket.close();
         }
     }
     // Every remaining record is now the server's: its thread leaves the list alone.
