@@ -1,8 +1,10 @@
-// An arbitrary byte stream as one client's requests, served by the request loop of a server
-// with no devices. The loop ends when the bytes do, or earlier at a fault of the envelope.
+// An arbitrary byte stream as one client's requests, served by the request loop with a device
+// manager that was never started: no library, no devices. The loop ends when the bytes do, or
+// earlier at a fault of the envelope.
+#include "encoding/Stream.h"
+#include "protocol/ClientHoldings.h"
 #include "protocol/RequestLoop.h"
-#include "service/ClientConnection.h"
-#include "service/ConnectionServer.h"
+#include "registry/DeviceManager.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -13,10 +15,10 @@
 
 namespace {
 
-// A connection whose peer is a fixed run of bytes; replies are counted and dropped.
-class MemoryConnection : public tavu::ClientConnection {
+// A client that sends a fixed run of bytes; replies are dropped.
+class RequestBytes : public tavu::Stream {
 public:
-    MemoryConnection(const uint8_t* data, size_t size) : data_(data), size_(size) {}
+    RequestBytes(const uint8_t* data, size_t size) : data_(data), size_(size) {}
 
     uint64_t read(void* buffer, uint64_t byteCount) override {
         const uint64_t count = std::min<uint64_t>(byteCount, size_ - position_);
@@ -43,12 +45,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    tavu::ConnectionServer server;
-    MemoryConnection connection(data, size);
+    // The queue and the global lock that the client may hold go with the manager.
+    tavu::DeviceManager manager;
+    tavu::Clients clients;
+    tavu::ClientHoldings holdings;
+    const tavu::Clients::Entry listed(clients, holdings);
+    RequestBytes requests(data, size);
     try {
-        tavu::runRequestLoop(server, connection);
+        tavu::runRequestLoop(requests, holdings, manager, clients);
     } catch (const std::exception&) {
     }
-    // The queue and the global lock that the client may hold go with the server.
     return 0;
 }

@@ -11,9 +11,9 @@
 
 namespace tavu {
 
-class ConnectionServer;
-class ClientConnection;
+class Clients;
 class DeviceManager;
+struct ClientHoldings;
 
 // Reply heads: an empty map for a count of 0, else {"result": {count pairs follow}}.
 void sendResult(MessageWriter& writer, uint32_t count);
@@ -57,14 +57,14 @@ void writePairs(MessageWriter& writer, const char* key, const Value& value, cons
     writePairs(writer, rest...);
 }
 
-// What a command handler works with: the request, the reply being built, the client's
-// connection and the server around it.
+// What a command handler works with: the request, the reply being built, what the client
+// holds, the other clients' holdings and the devices.
 //
 // Function arguments are evaluated in no fixed order, so a handler reads its parameters into
 // locals one statement at a time: the first missing or mistyped one decides the error text.
 struct CommandContext {
-    ConnectionServer& server;
-    ClientConnection& connection;
+    ClientHoldings& holdings;
+    Clients& clients;
     DeviceManager& manager;
     const ObjectValue& request;
     MessageWriter& writer;

@@ -1,6 +1,6 @@
+#include "protocol/ClientHoldings.h"
 #include "protocol/Commands.h"
 #include "registry/DeviceManager.h"
-#include "service/ClientConnection.h"
 
 namespace tavu::commands {
 
@@ -46,13 +46,13 @@ void hardwareType(CommandContext& context) {
 // command checks it: pairing the two is the client's business.
 void lockGlobal(CommandContext& context) {
     context.manager.lockGlobal();
-    context.connection.holdsGlobalLock = true;
+    context.holdings.holdsGlobalLock = true;
     context.reply();
 }
 
 void unlockGlobal(CommandContext& context) {
     context.manager.unlockGlobal();
-    context.connection.holdsGlobalLock = false;
+    context.holdings.holdsGlobalLock = false;
     context.reply();
 }
 

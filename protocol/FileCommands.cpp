@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "protocol/ClientHoldings.h"
 #include "protocol/Commands.h"
 #include "registry/DeviceManager.h"
-#include "service/ClientConnection.h"
 
 namespace tavu::commands {
 
@@ -24,7 +24,7 @@ void writeFileEntry(MessageWriter& writer, const FileRecord& file) {
 // A playback belongs to the connection that opened it: another can't touch it even if it
 // knows the number, and the device isn't asked.
 void requireOpenedHere(const CommandContext& context, const OpenFileRef& file) {
-    const auto& openFiles = context.connection.openFiles;
+    const auto& openFiles = context.holdings.openFiles;
     if (std::find(openFiles.begin(), openFiles.end(), file) == openFiles.end()) {
         throw std::runtime_error("File not opened by this connection.");
     }
@@ -50,7 +50,7 @@ void openFile(CommandContext& context) {
     uint32_t openFileId = 0;
     std::string mapping;
     context.manager.openFile(device, openFileId, mapping, fileId, streamId);
-    context.connection.openFiles.push_back({openFileId, device});
+    context.holdings.openFiles.push_back({openFileId, device});
     context.reply("openFileId", openFileId, "mapping", mapping);
 }
 
@@ -74,7 +74,7 @@ void closeFile(CommandContext& context) {
     const OpenFileRef file{openFileId, device};
     requireOpenedHere(context, file);
     context.manager.closeFile(device, openFileId);
-    std::erase(context.connection.openFiles, file);
+    std::erase(context.holdings.openFiles, file);
     context.reply();
 }
 

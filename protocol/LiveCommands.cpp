@@ -2,9 +2,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "protocol/ClientHoldings.h"
 #include "protocol/Commands.h"
 #include "registry/DeviceManager.h"
-#include "service/ClientConnection.h"
 
 // A live view belongs to the connection that started it: it alone may stop it, and the
 // clean-up at disconnect stops what is left. Frames are anyone's to take.
@@ -14,7 +14,7 @@ void startLive(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
     const std::string mapping = context.manager.startLive(device, port);
-    context.connection.livePorts.push_back({port, device});
+    context.holdings.livePorts.push_back({port, device});
     context.reply("mapping", mapping);
 }
 
@@ -23,7 +23,7 @@ void stopLive(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
     const LivePortRef live{port, device};
-    auto& livePorts = context.connection.livePorts;
+    auto& livePorts = context.holdings.livePorts;
     if (std::find(livePorts.begin(), livePorts.end(), live) == livePorts.end()) {
         throw std::runtime_error("Live not started by this connection.");
     }

@@ -1,25 +1,18 @@
-#include <mutex>
 #include <stdexcept>
 
+#include "protocol/ClientHoldings.h"
 #include "protocol/Commands.h"
 #include "registry/DeviceManager.h"
-#include "service/ConnectionServer.h"
 
 namespace tavu::commands {
 
 namespace {
 
-// Another connection's destroyEventQueue may reset eventQueueId under serverMutex, so the
-// owner reads and writes it under the same mutex.
-uint32_t ownQueue(CommandContext& context) {
-    std::lock_guard guard(context.server.serverMutex);
-    return context.connection.eventQueueId;
-}
+// Another client's destroyEventQueue may reset the id at any time, so it is read and written
+// through the list of clients.
+uint32_t ownQueue(CommandContext& context) { return context.clients.queueOf(context.holdings); }
 
-void setOwnQueue(CommandContext& context, uint32_t queueId) {
-    std::lock_guard guard(context.server.serverMutex);
-    context.connection.eventQueueId = queueId;
-}
+void setOwnQueue(CommandContext& context, uint32_t queueId) { context.clients.setQueue(context.holdings, queueId); }
 
 // Reads the "queueId" parameter and checks that this connection created that queue. A
 // connection without a queue passes with NoEventQueue, and the manager then refuses the id.
@@ -46,15 +39,7 @@ void createEventQueue(CommandContext& context) {
 void destroyEventQueue(CommandContext& context) {
     const uint32_t queueId = context.u32("queueId");
     context.manager.destroyQueue(queueId, false);
-    {
-        std::lock_guard guard(context.server.serverMutex);
-        for (const auto& connection : context.server.connections) {
-            if (connection->eventQueueId == queueId) {
-                connection->eventQueueId = NoEventQueue;
-                break;
-            }
-        }
-    }
+    context.clients.forgetQueue(queueId);
     context.reply();
 }
 

@@ -2,15 +2,14 @@
 
 #include <cstdio>
 #include <cstring>
-#include <exception>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
 #include "encoding/BufferStream.h"
 #include "encoding/MessageReader.h"
-#include "library/GeneralException.h"
+#include "library/ErrorText.h"
 #include "protocol/CommandContext.h"
-#include "service/ConnectionServer.h"
 
 namespace tavu {
 
@@ -22,13 +21,13 @@ constexpr uint64_t StartRecordingOrdinal = 42;
 // A reply is assembled whole and leaves in one write.
 class Replier {
 public:
-    explicit Replier(ClientConnection& connection) : connection_(connection), writer_(buffer_) {}
+    explicit Replier(Stream& stream) : stream_(stream), writer_(buffer_) {}
 
     MessageWriter& begin() {
         buffer_.clear();
         return writer_;
     }
-    void send() { connection_.write(buffer_.data(), buffer_.size()); }
+    void send() { stream_.write(buffer_.data(), buffer_.size()); }
 
     // The reply goes out before the log line.
     void error(const char* text) {
@@ -38,30 +37,27 @@ public:
     }
 
 private:
-    ClientConnection& connection_;
+    Stream& stream_;
     BufferStream buffer_;
     MessageWriter writer_;
 };
 
 void runCommand(CommandContext context, uint64_t ordinal, Replier& replier) {
-    std::string failure;
-    bool failed = true;
+    std::optional<std::string> failure;
     try {
         commandFor(static_cast<uint32_t>(ordinal))(context);
-        failed = false;
-    } catch (const std::exception& e) {
-        failure = e.what();
-    } catch (const Common::GeneralException& e) {
-        failure = e.what();
+    } catch (...) {
+        // An exception without a text goes on out of the loop and ends the connection.
+        failure = currentExceptionText();
     }
-    if (!failed) {
+    if (!failure) {
         replier.send();
         return;
     }
     if (ordinal == StartRecordingOrdinal) {
-        std::fprintf(stderr, "%s\n", failure.c_str());
+        std::fprintf(stderr, "%s\n", failure->c_str());
     }
-    replier.error(failure.c_str());
+    replier.error(failure->c_str());
 }
 
 }  // namespace
@@ -82,9 +78,9 @@ void sendError(MessageWriter& writer, const char* text) {
     writer.writeString(text);
 }
 
-void runRequestLoop(ConnectionServer& server, ClientConnection& connection) {
-    MessageReader reader(connection);
-    Replier replier(connection);
+void runRequestLoop(Stream& stream, ClientHoldings& holdings, DeviceManager& manager, Clients& clients) {
+    MessageReader reader(stream);
+    Replier replier(stream);
     bool handshakeDone = false;
     for (;;) {
         ObjectValue request;
@@ -117,8 +113,7 @@ void runRequestLoop(ConnectionServer& server, ClientConnection& connection) {
             replier.error("Unrecognized function.");
             continue;
         }
-        runCommand(CommandContext{server, connection, server.manager, request, replier.begin()},
-                   ordinal, replier);
+        runCommand(CommandContext{holdings, clients, manager, request, replier.begin()}, ordinal, replier);
     }
 }
 

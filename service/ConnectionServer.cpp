@@ -5,11 +5,10 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <system_error>
 #include <utility>
 
-#include "library/GeneralException.h"
+#include "library/ErrorText.h"
 #include "protocol/RequestLoop.h"
 #include "service/DeviceSources.h"
 #include "transport/SharedRegion.h"
@@ -32,11 +31,9 @@ void ConnectionServer::run() {
     removeUnusedRegions(RegionBaseName);
     try {
         manager.start(deviceSources());
-    } catch (const std::exception& e) {
-        std::printf("caught exception: %s\n", e.what());
-        return;
-    } catch (const Common::GeneralException& e) {
-        std::printf("caught exception: %s\n", e.what());
+    } catch (...) {
+        // An exception without a text goes on out of run.
+        std::printf("caught exception: %s\n", currentExceptionText().c_str());
         return;
     }
     listener.abortOn(stopSignals);
@@ -59,7 +56,7 @@ void ConnectionServer::startConnection(LocalSocket socket) {
     auto connection = std::make_unique<ClientConnection>();
     std::lock_guard guard(serverMutex);
     connections.reserve(connections.size() + 1);
-    static_cast<LocalSocket&>(*connection) = std::move(socket);
+    connection->socket = BufferedSocket(std::move(socket));
     ClientConnection& record = *connection;
     // The thread can't reach its own removal before serverMutex is free, so the record is
     // always in the list by then.
@@ -73,13 +70,17 @@ void ConnectionServer::startConnection(LocalSocket socket) {
 }
 
 void ConnectionServer::serveConnection(ClientConnection& connection) {
-    try {
-        runRequestLoop(*this, connection);
-    } catch (...) {
-        // A client that went away or broke the protocol: no reply, no log line.
+    {
+        // Listed until its queue is given back: until then another client may destroy it.
+        const Clients::Entry listed(clients, connection.holdings);
+        try {
+            runRequestLoop(connection.socket, connection.holdings, manager, clients);
+        } catch (...) {
+            // A client that went away or broke the protocol: no reply, no log line.
+        }
+        connection.socket.close();
+        releaseHoldings(connection.holdings, manager, clients);
     }
-    connection.close();
-    releaseResources(connection);
 
     bool crowdLeft = false;
     {
@@ -108,45 +109,13 @@ void ConnectionServer::serveConnection(ClientConnection& connection) {
     }
 }
 
-// Gives back what the client held, in a fixed order: live views, files, its queue, the
-// global lock. Each failure is swallowed so that the rest is still released.
-void ConnectionServer::releaseResources(ClientConnection& connection) {
-    auto swallow = [](auto&& release) {
-        try {
-            release();
-        } catch (...) {
-        }
-    };
-    for (const LivePortRef& live : connection.livePorts) {
-        swallow([&] { manager.stopLive(live.device, live.port); });
-    }
-    connection.livePorts.clear();
-    for (const OpenFileRef& file : connection.openFiles) {
-        swallow([&] { manager.closeFile(file.device, file.openFileId); });
-    }
-    connection.openFiles.clear();
-    // Another connection may reset the id under serverMutex when it destroys this queue.
-    uint32_t queueId = NoEventQueue;
-    {
-        std::lock_guard guard(serverMutex);
-        std::swap(queueId, connection.eventQueueId);
-    }
-    if (queueId != NoEventQueue) {
-        swallow([&] { manager.destroyQueue(queueId, true); });
-    }
-    if (connection.holdsGlobalLock) {
-        swallow([&] { manager.unlockGlobal(); });
-        connection.holdsGlobalLock = false;
-    }
-}
-
 void ConnectionServer::shutdown() {
     listener.abort();
     {
         std::lock_guard guard(serverMutex);
         for (const auto& connection : connections) {
             connection->closing = true;
-            connection->close();
+            connection->socket.close();
         }
     }
     // Every remaining record is now the server's: its thread leaves the list alone.

@@ -3,6 +3,7 @@
 #include <mutex>
 #include <vector>
 
+#include "protocol/ClientHoldings.h"
 #include "registry/DeviceManager.h"
 #include "service/ClientConnection.h"
 #include "service/LocalSocketServer.h"
@@ -19,6 +20,8 @@ public:
     // Accepts clients until the listener is aborted or fails, then shuts down.
     void run();
 
+    // Listed before the connections, which take their holdings off the list as they go.
+    Clients clients;
     std::mutex serverMutex;
     std::vector<std::unique_ptr<ClientConnection>> connections;
     DeviceManager manager;
@@ -32,7 +35,6 @@ private:
     void acceptLoop();
     void startConnection(LocalSocket socket);
     void serveConnection(ClientConnection& connection);
-    void releaseResources(ClientConnection& connection);
     void shutdown();
 
     // The most connections at once since the allocator was last trimmed; under serverMutex.

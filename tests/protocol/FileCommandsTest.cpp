@@ -30,7 +30,7 @@ const DeviceEvent FilesChangedOn1{DeviceEvent::FilesChanged, 1, 0};
 class FileCommandsTest : public ProtocolTest {
 protected:
     // Opens a file on the device for the connection, which the device numbers openFileId.
-    void open(ClientConnection& connection, uint32_t deviceId, uint32_t openFileId) {
+    void open(ClientHoldings& connection, uint32_t deviceId, uint32_t openFileId) {
         EXPECT_CALL(device(deviceId), openFile(_, _, 5, 6))
             .WillOnce(DoAll(SetArgReferee<0>(openFileId), SetArgReferee<1>("orek_tavu1A")));
         expectReply(
@@ -38,7 +38,7 @@ protected:
             resultMap({{"openFileId", u(openFileId)}, {"mapping", str("orek_tavu1A")}}));
     }
 
-    Reply close(ClientConnection& connection, uint32_t deviceId, uint32_t openFileId) {
+    Reply close(ClientHoldings& connection, uint32_t deviceId, uint32_t openFileId) {
         return call(connection, CloseFile, makeMap({{"deviceId", u(deviceId)}, {"openFileId", u(openFileId)}}));
     }
 };
@@ -96,7 +96,7 @@ TEST_F(FileCommandsTest, OnlyTheOpeningConnectionTouchesAFile) {
         makeMap({{"deviceId", u(9)}, {"openFileId", u(3)}, {"frame", u(0)}}),
     };
     for (uint32_t index = 0; index < 3; ++index) {
-        ClientConnection& connection = index == 0 ? second() : first();
+        ClientHoldings& connection = index == 0 ? second() : first();
         for (const uint32_t ordinal : {FileInfo, CloseFile, ReadFrame}) {
             EXPECT_EQ(call(connection, ordinal, cases[index]).error(), NotOpenedHere) << index << " " << ordinal;
         }

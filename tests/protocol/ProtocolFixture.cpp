@@ -2,14 +2,12 @@
 
 #include <boost/make_shared.hpp>
 #include <cstdio>
-#include <exception>
 
 #include "encoding/BufferStream.h"
-#include "hardware/RecorderDiscovery.h"
 #include "encoding/MessageReader.h"
 #include "encoding/MessageWriter.h"
-#include "library/GeneralException.h"
-#include "protocol/CommandContext.h"
+#include "hardware/RecorderDiscovery.h"
+#include "protocol/RequestLoop.h"
 
 namespace tavu {
 
@@ -47,6 +45,25 @@ public:
 
 private:
     boost::shared_ptr<Quillon::DeviceCollection> collection_;
+};
+
+// The client's side of one run of the request loop: the requests it reads, and each reply as
+// the loop wrote it, in one write.
+class Exchange : public Stream {
+public:
+    explicit Exchange(BufferStream& requests) : requests_(requests) {}
+
+    uint64_t read(void* buffer, uint64_t byteCount) override { return requests_.read(buffer, byteCount); }
+    uint64_t write(const void* buffer, uint64_t byteCount) override {
+        const auto* bytes = static_cast<const uint8_t*>(buffer);
+        replies.emplace_back(bytes, bytes + byteCount);
+        return byteCount;
+    }
+
+    std::vector<std::vector<uint8_t>> replies;
+
+private:
+    BufferStream& requests_;
 };
 
 std::vector<uint8_t> encode(const ObjectValue& value) {
@@ -94,41 +111,40 @@ ProtocolTest::ProtocolTest(uint32_t recorders)
                         return device;
                     }),
                     nullptr});
-    server_.connections.push_back(std::make_unique<ClientConnection>());
-    server_.connections.push_back(std::make_unique<ClientConnection>());
 }
 
-// As the request loop does it, except that a partial reply ahead of an error stays in the
-// bytes, where the comparisons see it.
-Reply ProtocolTest::call(ClientConnection& connection, uint32_t ordinal, std::optional<ObjectValue> params) {
+// Through the request loop, after the handshake; the loop ends where the requests do.
+Reply ProtocolTest::call(ClientHoldings& client, uint32_t ordinal, std::optional<ObjectValue> params) {
     ObjectValue request = makeMap({{"act", str("exec")}, {"ord", u(ordinal)}});
     if (params) {
         request.mapAppend("params", std::move(*params));
     }
-    BufferStream buffer;
-    MessageWriter writer(buffer);
-    CommandContext context{server_, connection, manager_, request, writer};
+    BufferStream requests;
+    MessageWriter writer(requests);
+    writer.writeObject(makeMap({{"act", str("verCheck")}, {"ver", u(0)}}));
+    writer.writeObject(request);
+    Exchange exchange(requests);
     try {
-        commandFor(ordinal)(context);
-    } catch (const std::exception& e) {
-        sendError(writer, e.what());
-    } catch (const Common::GeneralException& e) {
-        sendError(writer, e.what());
+        runRequestLoop(exchange, client, manager_, clients_);
+    } catch (...) {
+        // No more requests.
     }
-    Reply reply{{buffer.data(), buffer.data() + buffer.size()}, {}};
-    MessageReader(buffer).readObject(reply.value);
+    Reply reply{exchange.replies.at(1), {}};
+    BufferStream bytes;
+    bytes.write(reply.bytes.data(), reply.bytes.size());
+    MessageReader(bytes).readObject(reply.value);
     return reply;
 }
 
-uint32_t ProtocolTest::openQueue(ClientConnection& connection) {
-    const Reply reply = call(connection, 0, std::nullopt);
+uint32_t ProtocolTest::openQueue(ClientHoldings& client) {
+    const Reply reply = call(client, 0, std::nullopt);
     return static_cast<uint32_t>(reply.result().mapAt("queueId").asPositive());
 }
 
-std::vector<DeviceEvent> ProtocolTest::takeEvents(ClientConnection& connection) {
+std::vector<DeviceEvent> ProtocolTest::takeEvents(ClientHoldings& client) {
     std::vector<DeviceEvent> events;
     DeviceEvent event;
-    while (manager_.tryReadEvent(connection.eventQueueId, event)) {
+    while (manager_.tryReadEvent(client.eventQueueId, event)) {
         events.push_back(event);
     }
     return events;

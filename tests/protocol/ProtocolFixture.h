@@ -14,9 +14,9 @@
 #include "library/Instance.h"
 #include "library/LibraryEntry.h"
 #include "library/Loader.h"
+#include "protocol/ClientHoldings.h"
 #include "registry/DeviceManager.h"
 #include "hardware/HardwareDevice.h"
-#include "service/ConnectionServer.h"
 #include "support/MockHardwareDevice.h"
 #include "support/TestClient.h"
 
@@ -61,29 +61,33 @@ std::string hex(const std::vector<uint8_t>& bytes);
 // The bytes of the reply against the encoding of the expected value, shown in hexadecimal.
 void expectReply(const Reply& reply, const ObjectValue& expected);
 
-// A device manager with strict mock recorders, and two connections of a server, on which
-// commands run as the request loop runs them.
+// A device manager with strict mock recorders, and two clients, for which commands run as the
+// request loop runs them.
 class ProtocolTest : public ::testing::Test {
 protected:
     explicit ProtocolTest(uint32_t recorders = 2);
 
     testing::StrictMock<MockDevice>& device(uint32_t index) { return *devices_.at(index); }
-    ClientConnection& first() { return *server_.connections[0]; }
-    ClientConnection& second() { return *server_.connections[1]; }
+    ClientHoldings& first() { return first_; }
+    ClientHoldings& second() { return second_; }
 
-    Reply call(ClientConnection& connection, uint32_t ordinal, std::optional<ObjectValue> params);
+    Reply call(ClientHoldings& client, uint32_t ordinal, std::optional<ObjectValue> params);
     Reply call(uint32_t ordinal, ObjectValue params) { return call(first(), ordinal, std::move(params)); }
 
-    // Gives the connection a queue and returns its id.
-    uint32_t openQueue(ClientConnection& connection);
-    // Everything waiting in the connection's queue, oldest first.
-    std::vector<DeviceEvent> takeEvents(ClientConnection& connection);
+    // Gives the client a queue and returns its id.
+    uint32_t openQueue(ClientHoldings& client);
+    // Everything waiting in the client's queue, oldest first.
+    std::vector<DeviceEvent> takeEvents(ClientHoldings& client);
 
 private:
     FakeLibrary library_;
     ScopedLibraryOverride override_;
     std::vector<testing::StrictMock<MockDevice>*> devices_;  // owned by manager_
-    ConnectionServer server_;
+    Clients clients_;
+    ClientHoldings first_;
+    ClientHoldings second_;
+    Clients::Entry firstListed_{clients_, first_};
+    Clients::Entry secondListed_{clients_, second_};
 
 protected:
     // Last, so that it stops before the library and the mocks' list go.
