@@ -199,24 +199,6 @@ TEST_F(EmulatorClientTest, DeviceEnquiries) {
     EXPECT_EQ(emu->hardwareType(0), 1);
 }
 
-TEST_F(EmulatorClientTest, PairingAndConfigurationRoundTrip) {
-    const std::vector<uint8_t> info = {0x00, 0xFF, 0x10};
-    emu->pairPort(0, 0, "cam-7", info, 4);
-    EXPECT_EQ(emu->pairedTo(0, 0), "cam-7");
-    EXPECT_EQ(emu->portIdentity(0, 0), info);
-    EXPECT_EQ(emu->framesPerPacket(0, 0), 4);
-    emu->repairPort(0, 0, "cam-7", std::vector<uint8_t>{1}, 2);
-    EXPECT_EQ(emu->portIdentity(0, 0), std::vector<uint8_t>{1});
-    EXPECT_THROW(emu->repairPort(0, 0, "other", {}, 2), client::ServiceError);
-
-    emu->setPortConfig(0, 0, {640, 480, 6, 7});
-    EXPECT_EQ(emu->getPortConfig(0, 0), (client::PortConfig{640, 480, 6, 7}));
-    emu->unpairPort(0, 0);
-    EXPECT_EQ(emu->pairedTo(0, 0), "");
-    EXPECT_EQ(emu->getPortConfig(0, 0), (client::PortConfig{640, 480, 6, 7}));
-    emu->setup(0);
-}
-
 TEST_F(EmulatorClientTest, RecordingThenPlaybackThroughTheSharedRegion) {
     preparePort(4, 4);
     const FileRecord record = recordFrames(3);
@@ -231,21 +213,6 @@ TEST_F(EmulatorClientTest, RecordingThenPlaybackThroughTheSharedRegion) {
     EXPECT_EQ(client::pixelAt(playback.read(0), 4), 4);
     EXPECT_EQ(client::pixelAt(playback.read(1), 4), 20);
     EXPECT_THROW(playback.read(3), client::ServiceError);
-}
-
-TEST_F(EmulatorClientTest, CatalogueChangesReachEveryQueue) {
-    preparePort(4, 4);
-    const FileRecord record = recordFrames(1);
-    client::EventReader events(*emu);
-    emu->renameFile(0, record.fileId, record.streamId, "take", true);
-    EXPECT_EQ(events.next(), (DeviceEvent{DeviceEvent::FilesChanged, 0, 0}));
-    EXPECT_EQ(emu->listFiles(0).at(0).name, "take");
-    EXPECT_EQ(emu->setFileInfo(0, record.fileId, record.streamId, {"take", 4, 4, 1, 0, 0, 0, 0, false}),
-              "take(1)");
-    EXPECT_TRUE(emu->fileIdentity(0, record.fileId, record.streamId).empty());
-    emu->removeFile(0, record.fileId, record.streamId);
-    EXPECT_EQ(events.next(), (DeviceEvent{DeviceEvent::FilesChanged, 0, 0}));
-    EXPECT_TRUE(emu->listFiles(0).empty());
 }
 
 TEST_F(EmulatorClientTest, LiveViewFramesContinueTheRamp) {

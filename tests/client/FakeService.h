@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "encoding/ObjectValue.h"
+#include "tests/support/TestClient.h"
 
 namespace tavu::test {
 
@@ -37,8 +37,5 @@ private:
     std::vector<std::string> requests_;
     std::jthread thread_;
 };
-
-// A value as text, for comparing and for failure messages: {deviceId: 2, name: "x", data: bin(01 02)}.
-std::string describe(const ObjectValue& value);
 
 }  // namespace tavu::test

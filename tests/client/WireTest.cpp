@@ -27,12 +27,6 @@ protected:
     TestHome home;
 };
 
-TEST_F(WireTest, ConnectingPassesTheVersionCheckFirst) {
-    FakeService service(socketPath());
-    Client client(options());
-    EXPECT_EQ(service.requests(), std::vector<std::string>{"{act: \"verCheck\", ver: 0}"});
-}
-
 TEST_F(WireTest, RefusedVersionIsAConnectionError) {
     FakeService service(socketPath(), false);
     try {
@@ -41,21 +35,6 @@ TEST_F(WireTest, RefusedVersionIsAConnectionError) {
     } catch (const client::ConnectionError& error) {
         EXPECT_NE(std::string(error.what()).find("Unsupported version."), std::string::npos) << error.what();
     }
-}
-
-TEST_F(WireTest, ErrorReplyCarriesTheServiceTextAndTheConnectionGoesOn) {
-    FakeService service(socketPath());
-    Client client(options());
-    service.queueReply(makeMap({{"error", str("Invalid port")}}));
-    try {
-        client.pairedTo(0, 9);
-        FAIL() << "no error";
-    } catch (const client::ServiceError& error) {
-        EXPECT_STREQ(error.what(), "Invalid port");
-        EXPECT_EQ(error.command(), Command::PairedTo);
-    }
-    service.queueReply(makeMap({{"result", makeMap({{"count", u(1)}})}}));
-    EXPECT_EQ(client.deviceCount(), 1u);
 }
 
 TEST_F(WireTest, MalformedRepliesAreConnectionErrorsNamingTheCommand) {

@@ -109,6 +109,33 @@ TEST_F(Pairing, TheBlockLimitDecidesWhereThePairingLivesAndBothSurviveARestart) 
     }
 }
 
+// The descriptor that a port configuration sets tells the port how many pixels arrive a clock:
+// on CoaXPress four or two by link, eight on the second family, and the taps on frame grabbers.
+TEST_F(Pairing, PortConfigurationDescribesTheFramesToThePort) {
+    json narrow = recorder("REC-A"), wide = recorder("REC-B"), second = recorder("REC-C"), grabber = recorder("REC-D");
+    narrow["ports"][0]["linkMode"] = 2;
+    wide["ports"][0]["linkMode"] = 1;
+    second["deviceType"] = 70;
+    grabber["deviceType"] = 5;
+    writeDescription({narrow, wide, second, grabber});
+    startService(4);
+    const struct {
+        uint32_t device;
+        client::PortConfig config;
+        uint32_t clockedWidth;
+    } cases[] = {{0, {2048, 480, 0, 0}, 512}, {1, {2048, 480, 0, 0}, 1024}, {2, {2048, 480, 0, 0}, 256},
+                 {3, {1000, 480, 0, 10}, 333}, {3, {1200, 480, 0, 19}, 300}, {3, {1200, 480, 0, 7}, 1200}};
+    for (const auto& c : cases) {
+        client().setPortConfig(c.device, 0, c.config);
+        const std::string name = client().deviceName(c.device);
+        std::ifstream in(simRoot / name / "state.json");
+        const json fields = json::parse(in).at("ports").at(0).at("dataDescriptor").at("fields");
+        const auto field = std::find_if(fields.begin(), fields.end(), [](const json& f) { return f.at("id") == 1; });
+        ASSERT_NE(field, fields.end()) << name;
+        EXPECT_EQ(field->at("value"), c.clockedWidth) << name << " tap geometry " << c.config.tapGeometry;
+    }
+}
+
 TEST_F(Pairing, VirtualRecordersRefuseConfiguration) {
     json virtualRecorder = recorder("VIRT");
     virtualRecorder["kind"] = 1;

@@ -1,4 +1,4 @@
-#include "RegistryHarness.h"
+#include "Blocked.h"
 #include "registry/EventQueue.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "RegistryHarness.h"
+#include "Blocked.h"
 #include "registry/DeviceManager.h"
 
 #include <gmock/gmock.h>

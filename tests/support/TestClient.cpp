@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <stdexcept>
 #include <thread>
 
@@ -99,6 +100,44 @@ const ObjectValue& resultOf(const ObjectValue& reply) {
         return empty;
     }
     return reply.mapAt("result");
+}
+
+std::string describe(const ObjectValue& value) {
+    switch (value.type()) {
+        case ObjectType::PositiveInteger:
+            return std::to_string(value.asPositive());
+        case ObjectType::NegativeInteger:
+            return std::to_string(value.asNegative());
+        case ObjectType::Bool:
+            return value.asBool() ? "true" : "false";
+        case ObjectType::String:
+            return std::string("\"") + value.asString() + "\"";
+        case ObjectType::Blob: {
+            std::string text = "bin(";
+            for (uint32_t i = 0; i < value.blobSize(); ++i) {
+                char digits[4];
+                std::snprintf(digits, sizeof digits, i == 0 ? "%02x" : " %02x", value.blobData()[i]);
+                text += digits;
+            }
+            return text + ")";
+        }
+        case ObjectType::Map: {
+            std::string text = "{";
+            for (uint32_t i = 0; i < value.size(); ++i) {
+                text += (i == 0 ? "" : ", ") + std::string(value.mapKeyAt(i)) + ": " + describe(value.mapValueAt(i));
+            }
+            return text + "}";
+        }
+        case ObjectType::Array: {
+            std::string text = "[";
+            for (uint32_t i = 0; i < value.size(); ++i) {
+                text += (i == 0 ? "" : ", ") + describe(value.arrayAt(i));
+            }
+            return text + "]";
+        }
+        default:
+            return "nil";
+    }
 }
 
 }  // namespace tavu::test

@@ -56,4 +56,7 @@ std::string errorOf(const ObjectValue& reply);
 // The "result" map of a reply; fails the test when there is none.
 const ObjectValue& resultOf(const ObjectValue& reply);
 
+// A value as text, for comparing and for failure messages: {deviceId: 2, name: "x", data: bin(01 02)}.
+std::string describe(const ObjectValue& value);
+
 }  // namespace tavu::test

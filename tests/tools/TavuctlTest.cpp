@@ -1,6 +1,8 @@
 // tavuctl end to end against the service with its emulated recorder.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+
+#include <csignal>
 #include <signal.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -88,8 +90,11 @@ TEST_F(TavuctlTest, PairConfigureRecordAndList) {
     const std::string printed = expect(0, {"record", "0", "--frames", "5"});
     EXPECT_TRUE(contains(printed, "5/5 frames")) << printed;
     EXPECT_TRUE(contains(printed, "New recordings")) << printed;
+    // About 32 frames a second: seconds, not milliseconds.
+    expect(0, {"record", "0", "--seconds", "0.3"});
     const json files = expectJson({"files", "0"})["recordings"];
-    ASSERT_EQ(files.size(), 1u);
+    ASSERT_EQ(files.size(), 2u);
+    EXPECT_NEAR(files[1]["numFrames"].get<double>(), 10, 1.5);
     EXPECT_EQ(files[0]["numFrames"], 5);
     EXPECT_EQ(files[0]["width"], 8);
     EXPECT_EQ(files[0]["camera"], "cam1");
@@ -192,7 +197,9 @@ TEST_F(TavuctlTest, InterruptStopsAndKeepsTheRecording) {
 }
 
 TEST_F(TavuctlTest, EventsArePrintedAsTheyArrive) {
-    TavuctlRunner::Child events = tavuctl.start({"--json", "events", "--count", "2"});
+    expect(0, {"pair", "0", "0", "cam1"});
+    expect(0, {"config", "0", "0", "8", "4"});
+    TavuctlRunner::Child events = tavuctl.start({"--json", "events", "--count", "100"});
     client::ConnectOptions options;
     options.socketPath = home.socketPath();
     options.startService = false;
@@ -200,17 +207,23 @@ TEST_F(TavuctlTest, EventsArePrintedAsTheyArrive) {
     // Until the queue of the events command exists, a notification reaches nobody.
     ASSERT_TRUE(eventually([&] {
         notifier.notifyFilesChanged(7);
-        const std::string printed = events.output();
-        return std::count(printed.begin(), printed.end(), '\n') >= 2;
+        return contains(events.output(), "\n");
     }));
-    const Outcome outcome = events.finish();
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    std::istringstream lines(outcome.out);
+    expect(0, {"record", "0", "--frames", "1"});
+    ASSERT_TRUE(eventually([&] { return contains(events.output(), "RecordingStopped"); })) << events.output();
+    events.signal(SIGINT);
+    std::istringstream lines(events.finish().out);
+    std::vector<std::string> seen;
     for (std::string line; std::getline(lines, line);) {
         const json event = json::parse(line);
-        EXPECT_EQ(event["type"], "FilesChanged");
-        EXPECT_EQ(event["device"], 7);
+        if (event["type"] == "FilesChanged" && event["device"] == 7) {
+            continue;
+        }
+        seen.push_back(event["type"].get<std::string>() + " " + event["device"].dump() + " " + event["port"].dump());
     }
+    ASSERT_GE(seen.size(), 2u);
+    EXPECT_EQ(std::vector<std::string>(seen.begin(), seen.begin() + 2),
+              (std::vector<std::string>{"RecordingStarted 0 1", "RecordingStopped 0 0"}));
 }
 
 TEST_F(TavuctlTest, RecoverDiscardsACutOffRecording) {
