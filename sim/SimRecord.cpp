@@ -8,11 +8,17 @@
 
 #include <boost/make_shared.hpp>
 
+#include <string>
+
 namespace sim {
 
-uint32_t SimRecord::addPort(const boost::shared_ptr<Quillon::Port>& port, uint64_t timestamp, uint32_t,
+uint32_t SimRecord::addPort(const boost::shared_ptr<Quillon::Port>& port, uint64_t timestamp, uint32_t portNumber,
                             const boost::optional<uint64_t>&, const Quillon::String&) {
     const uint32_t portIndex = portIndexOf(port);
+    // A recorder numbers its ports from 1 and refuses a number that is not the port's own.
+    if (portNumber != portIndex + 1) {
+        fail("Port number " + std::to_string(portNumber) + " is not that of the port.");
+    }
     auto session = recorder_->session("Record::addPort");
     session.portDescription(portIndex);
     return session.record().addPort(portIndex, timestamp);
