@@ -27,6 +27,7 @@ struct Recording::Port {
     Phase phase = Phase::Armed;
     // The camera's clock: frame f is due at origin + (f - originFrame) / rate.
     double rate = 0.0;
+    bool rateKnown = false;
     Clock::time_point origin;
     uint64_t originFrame = 0;
     uint64_t nextFrame = 0;
@@ -44,8 +45,13 @@ struct Recording::Port {
         return origin + seconds(static_cast<double>(frame - originFrame) / rate);
     }
     // A new rate restarts the clock at the next frame, so that frame numbers go on without a jump.
+    // The first rate runs from the recording's creation, however late the thread first looks: a
+    // recorder's camera does not wait for a busy host.
     void follow(double newRate, Clock::time_point now) {
-        if (newRate != rate) {
+        if (!rateKnown) {
+            rateKnown = true;
+            rate = newRate;
+        } else if (newRate != rate) {
             rate = newRate;
             origin = now;
             originFrame = nextFrame;
