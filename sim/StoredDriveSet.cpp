@@ -145,7 +145,10 @@ void StoredDriveSet::removeFile(uint32_t fileId) {
 
 uint32_t StoredDriveSet::createRecording(uint64_t timestamp, const std::vector<StoredStream>& streams) {
     const uint32_t fileId = nextFileId_;
-    FileDescriptor(dataPath(fileId), O_RDWR | O_CREAT | O_TRUNC);
+    {
+        // Creates the recording's data file, empty until frames arrive.
+        const FileDescriptor created(dataPath(fileId), O_RDWR | O_CREAT | O_TRUNC);
+    }
     writeJsonFile(streamsPath(fileId), streamsToJson(streams));
     files_.emplace(fileId, StoredFile{fileId, "", 0, timestamp, false, true});
     ++nextFileId_;
