@@ -11,7 +11,7 @@
 #include "hardware/NamePattern.h"
 #include "hardware/STavuDevice.h"
 #include "library/Device.h"
-#include "library/GeneralException.h"
+#include "library/ErrorText.h"
 #include "library/String.h"
 #include "library/Values.h"
 
@@ -50,11 +50,11 @@ template <typename Step>
 void runLogged(Step&& step) {
     try {
         step();
-    } catch (const std::exception& e) {
-        logLine("Caught exception: %s\n", e.what());
-    } catch (const Common::GeneralException& e) {
-        logLine("Caught exception: %s\n", e.what());
     } catch (...) {
+        try {
+            logLine("Caught exception: %s\n", currentExceptionText());
+        } catch (...) {
+        }
     }
 }
 

@@ -4,7 +4,7 @@
 #include "hardware/DeviceTexts.h"
 #include "hardware/DeviceType.h"
 #include "hardware/DriveSets.h"
-#include "library/GeneralException.h"
+#include "library/ErrorText.h"
 #include "library/Port.h"
 #include "library/Values.h"
 
@@ -110,11 +110,11 @@ void STavuDevice::restoreStoredState(Quillon::Device& device) {
         scanCatalogue(device);
         readConfigRecord(device);
         configureStoredPorts(device);
-    } catch (const std::exception& e) {
-        std::fprintf(stderr, "%s\n", e.what());
-    } catch (const Common::GeneralException& e) {
-        std::fprintf(stderr, "%s\n", e.what());
     } catch (...) {
+        try {
+            std::fprintf(stderr, "%s\n", currentExceptionText().c_str());
+        } catch (...) {
+        }
     }
 }
 
