@@ -34,7 +34,7 @@ void requireOpenedHere(const CommandContext& context, const OpenFileRef& file) {
 
 void listFiles(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    const std::vector<FileRecord> files = context.manager.listFiles(device);
+    const std::vector<FileRecord> files = context.manager.deviceAt(device).listFiles();
     sendResult(context.writer, 1);
     context.writer.writeString("files");
     context.writer.writeArrayHeader(static_cast<uint32_t>(files.size()));
@@ -49,7 +49,7 @@ void openFile(CommandContext& context) {
     const uint32_t streamId = context.u32("streamId");
     uint32_t openFileId = 0;
     std::string mapping;
-    context.manager.openFile(device, openFileId, mapping, fileId, streamId);
+    context.manager.deviceAt(device).openFile(openFileId, mapping, fileId, streamId);
     context.holdings.openFiles.push_back({openFileId, device});
     context.reply("openFileId", openFileId, "mapping", mapping);
 }
@@ -63,7 +63,7 @@ void fileInfo(CommandContext& context) {
     uint32_t imageSize = 0;
     uint64_t numFrames = 0;
     uint64_t size = 0;
-    context.manager.fileInfo(device, openFileId, width, height, imageSize, numFrames, size);
+    context.manager.deviceAt(device).fileInfo(openFileId, width, height, imageSize, numFrames, size);
     context.reply("width", width, "height", height, "imageSize", imageSize, "numFrames", numFrames, "size", size);
 }
 
@@ -73,7 +73,7 @@ void closeFile(CommandContext& context) {
     const uint32_t openFileId = context.u32("openFileId");
     const OpenFileRef file{openFileId, device};
     requireOpenedHere(context, file);
-    context.manager.closeFile(device, openFileId);
+    context.manager.deviceAt(device).closeFile(openFileId);
     std::erase(context.holdings.openFiles, file);
     context.reply();
 }
@@ -83,7 +83,7 @@ void readFrame(CommandContext& context) {
     const uint32_t openFileId = context.u32("openFileId");
     const uint64_t frame = context.u64("frame");
     requireOpenedHere(context, {openFileId, device});
-    context.manager.readFrame(device, openFileId, frame);
+    context.manager.deviceAt(device).readFrame(openFileId, frame);
     context.reply();
 }
 
@@ -91,7 +91,8 @@ void removeFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
-    context.manager.removeFile(device, fileId, streamId);
+    context.manager.deviceAt(device).removeFile(fileId, streamId);
+    context.manager.notifyFilesChanged(device);
     context.reply();
 }
 
@@ -100,7 +101,7 @@ void fileIdentity(CommandContext& context) {
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
     std::vector<uint8_t> data;
-    context.manager.fileIdentity(device, fileId, streamId, data);
+    context.manager.deviceAt(device).fileIdentity(fileId, streamId, data);
     context.reply("data", data);
 }
 
@@ -110,7 +111,10 @@ void renameFile(CommandContext& context) {
     const uint32_t streamId = context.u32("streamId");
     const std::string name = context.text("name");
     const bool notify = context.boolean("notify");
-    context.manager.renameFile(device, fileId, streamId, name, notify);
+    context.manager.deviceAt(device).renameFile(fileId, streamId, name);
+    if (notify) {
+        context.manager.notifyFilesChanged(device);
+    }
     context.reply();
 }
 
@@ -129,8 +133,11 @@ void setFileInfo(CommandContext& context) {
     const uint64_t endTime = context.optionalU64("endTime");
     const uint64_t duration = context.u64("duration");
     const bool notify = context.boolean("notify");
-    const std::string usedName = context.manager.setFileInfo(device, fileId, streamId, name, width, height, numImages,
-                                                             numDroppedFrames, startTime, endTime, duration, notify);
+    const std::string usedName = context.manager.deviceAt(device).setFileInfo(
+        fileId, streamId, name, width, height, numImages, numDroppedFrames, startTime, endTime, duration);
+    if (notify) {
+        context.manager.notifyFilesChanged(device);
+    }
     context.reply("name", usedName);
 }
 

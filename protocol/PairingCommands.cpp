@@ -28,34 +28,37 @@ Pairing pairingParams(const CommandContext& context) {
 
 void setup(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.setup(device);
+    context.manager.deviceAt(device).setup();
     context.reply();
 }
 
 void pairPort(CommandContext& context) {
     const Pairing pairing = pairingParams(context);
-    context.manager.pairPort(pairing.device, pairing.port, pairing.identity, pairing.info.data, pairing.info.size,
-                             pairing.numFramesPerPacket);
+    context.manager.deviceAt(pairing.device)
+        .pairPort(pairing.port, pairing.identity, pairing.info.data, pairing.info.size, pairing.numFramesPerPacket);
+    context.manager.broadcast(DeviceEvent{DeviceEvent::PairingChanged, pairing.device, pairing.port});
     context.reply();
 }
 
 void pairedTo(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.reply("pairedTo", context.manager.pairedTo(device, port));
+    context.reply("pairedTo", context.manager.deviceAt(device).pairedTo(port));
 }
 
 void repairPort(CommandContext& context) {
     const Pairing pairing = pairingParams(context);
-    context.manager.repairPort(pairing.device, pairing.port, pairing.identity, pairing.info.data, pairing.info.size,
-                               pairing.numFramesPerPacket);
+    // Unlike its neighbours, a repair changes no pairing that other clients show, and posts nothing.
+    context.manager.deviceAt(pairing.device)
+        .repairPort(pairing.port, pairing.identity, pairing.info.data, pairing.info.size, pairing.numFramesPerPacket);
     context.reply();
 }
 
 void unpairPort(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.manager.unpairPort(device, port);
+    context.manager.deviceAt(device).unpairPort(port);
+    context.manager.broadcast(DeviceEvent{DeviceEvent::PairingChanged, device, port});
     context.reply();
 }
 
@@ -63,14 +66,14 @@ void portIdentity(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
     std::vector<uint8_t> data;
-    context.manager.portIdentity(device, port, data);
+    context.manager.deviceAt(device).portIdentity(port, data);
     context.reply("data", data);
 }
 
 void framesPerPacket(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.reply("numFramesPerPacket", context.manager.framesPerPacket(device, port));
+    context.reply("numFramesPerPacket", context.manager.deviceAt(device).framesPerPacket(port));
 }
 
 void getPortConfig(CommandContext& context) {
@@ -80,7 +83,7 @@ void getPortConfig(CommandContext& context) {
     uint16_t height = 0;
     uint32_t pixelFormat = 0;
     uint32_t tapGeometry = 0;
-    context.manager.getPortConfig(device, port, width, height, pixelFormat, tapGeometry);
+    context.manager.deviceAt(device).getPortConfig(port, width, height, pixelFormat, tapGeometry);
     context.reply("width", width, "height", height, "pixelFormat", pixelFormat, "tapGeometry", tapGeometry);
 }
 
@@ -91,7 +94,7 @@ void setPortConfig(CommandContext& context) {
     const uint16_t height = context.u16("height");
     const uint32_t pixelFormat = context.u32("pixelFormat");
     const uint32_t tapGeometry = context.u32("tapGeometry");
-    context.manager.setPortConfig(device, port, width, height, pixelFormat, tapGeometry);
+    context.manager.deviceAt(device).setPortConfig(port, width, height, pixelFormat, tapGeometry);
     context.reply();
 }
 

@@ -7,41 +7,41 @@ namespace tavu::commands {
 
 void hasIncompleteFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("hasIncompleteFile", context.manager.hasIncompleteFile(device));
+    context.reply("hasIncompleteFile", context.manager.deviceAt(device).hasIncompleteFile());
 }
 
 void discardIncompleteFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.discardIncompleteFile(device);
+    context.manager.deviceAt(device).discardIncompleteFile();
     context.reply();
 }
 
 void startRecovery(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.startRecovery(device);
+    context.manager.deviceAt(device).startRecovery();
     context.reply();
 }
 
 void cancelRecovery(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.cancelRecovery(device);
+    context.manager.deviceAt(device).cancelRecovery();
     context.reply();
 }
 
 void recoveryStatus(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("status", context.manager.recoveryStatus(device));
+    context.reply("status", context.manager.deviceAt(device).recoveryStatus());
 }
 
 // The one success whose "result" holds a key called "error".
 void recoveryError(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("error", context.manager.recoveryError(device));
+    context.reply("error", context.manager.deviceAt(device).recoveryError());
 }
 
 void finishRecovery(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.finishRecovery(device);
+    context.manager.deviceAt(device).finishRecovery();
     context.reply();
 }
 
@@ -53,25 +53,29 @@ void startRecording(CommandContext& context) {
     const uint64_t count = context.u64("count");
     const bool usePretrigger = context.boolean("usePretrigger");
     const uint64_t pretriggerCount = context.u64("pretriggerCount");
-    context.manager.startRecording(device, portMask, externalTrigger, type, count, usePretrigger, pretriggerCount);
+    context.manager.deviceAt(device).startRecording(portMask, externalTrigger, type, count, usePretrigger,
+                                                    pretriggerCount);
+    // The port field carries the mask of the recording, not a port number.
+    context.manager.broadcast(DeviceEvent{DeviceEvent::RecordingStarted, device, portMask});
     context.reply();
 }
 
 void stopRecording(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.stopRecording(device);
+    context.manager.deviceAt(device).stopRecording();
+    context.manager.broadcast(DeviceEvent{DeviceEvent::RecordingStopped, device, 0});
     context.reply();
 }
 
 void softwareTrigger(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.softwareTrigger(device);
+    context.manager.deviceAt(device).softwareTrigger();
     context.reply();
 }
 
 void isRecordingDone(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("done", context.manager.isRecordingDone(device));
+    context.reply("done", context.manager.deviceAt(device).isRecordingDone());
 }
 
 void recordingFile(CommandContext& context) {
@@ -79,7 +83,7 @@ void recordingFile(CommandContext& context) {
     const uint8_t port = context.port();
     uint32_t fileId = 0;
     uint32_t streamId = 0;
-    context.manager.recordingFile(device, port, fileId, streamId);
+    context.manager.deviceAt(device).recordingFile(port, fileId, streamId);
     context.reply("fileId", fileId, "streamId", streamId);
 }
 
@@ -88,7 +92,7 @@ void recordingProgress(CommandContext& context) {
     const uint8_t port = context.port();
     uint64_t numFrames = 0;
     bool inPretrigger = false;
-    context.manager.recordingProgress(device, port, numFrames, inPretrigger);
+    context.manager.deviceAt(device).recordingProgress(port, numFrames, inPretrigger);
     context.reply("numFrames", numFrames, "inPretrigger", inPretrigger);
 }
 

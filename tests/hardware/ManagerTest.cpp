@@ -42,7 +42,7 @@ TEST(Manager, MakesARecorderDeviceForEachRecorderFound) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "no config file.\n");
     ASSERT_EQ(manager.deviceCount(), 1u);
     EXPECT_NE(dynamic_cast<STavuDevice*>(&manager.deviceAt(0)), nullptr);
-    EXPECT_EQ(manager.portName(0, 1), "Cam1");
+    EXPECT_EQ(manager.deviceAt(0).portName(1), "Cam1");
     manager.stop();
 }
 

@@ -19,7 +19,7 @@ TEST(ManagerStart, WithoutALibraryTheServiceRunsWithNoDevices) {
 
     EXPECT_EQ(harness.start(), "");
     EXPECT_EQ(harness.manager.deviceCount(), 0u);
-    EXPECT_THAT([&] { harness.manager.name(0); }, ThrowsMessage<std::runtime_error>("Invalid device index."));
+    EXPECT_THAT([&] { harness.manager.deviceAt(0).name(); }, ThrowsMessage<std::runtime_error>("Invalid device index."));
     EXPECT_FALSE(harness.library.collection().hasCallback());
 }
 
