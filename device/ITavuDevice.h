@@ -1,5 +1,6 @@
 #pragma once
 #include "wire/FileRecord.h"
+#include "wire/Types.h"
 
 #include <cstdint>
 #include <string>

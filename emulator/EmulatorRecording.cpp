@@ -16,7 +16,7 @@ namespace tavu {
 namespace {
 
 // Bits of externalTrigger that ask for a trigger from outside, which the emulator hasn't got.
-constexpr uint8_t kExternalTriggerBits = 0x03;
+constexpr uint8_t kExternalTriggerBits = ExternalStart | ExternalStop;
 
 }  // namespace
 
@@ -38,7 +38,7 @@ void TavuDeviceEmulator::startRecording(uint32_t portMask, uint8_t externalTrigg
         throw std::runtime_error("Not paired/configured.");
     }
     currentFileId_ = nextFileId();
-    RecordingJob job{type, count, static_cast<uint32_t>(width_) * height_,
+    RecordingJob job{StopCondition{type}, count, static_cast<uint32_t>(width_) * height_,
                      FrameFile(folder_.incompletePath(), "wb")};
     if (!job.file.isOpen()) {
         throw std::runtime_error("Failed to create file");

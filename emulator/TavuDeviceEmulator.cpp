@@ -116,7 +116,7 @@ uint8_t TavuDeviceEmulator::portCount() { return 1; }
 std::string TavuDeviceEmulator::portName(uint8_t) { return kEmulatorPortName; }
 bool TavuDeviceEmulator::isCxp() { return false; }
 uint8_t TavuDeviceEmulator::percentUsed() { return 5; }
-uint8_t TavuDeviceEmulator::hardwareType() { return 1; }
+uint8_t TavuDeviceEmulator::hardwareType() { return HardwareType::Emulator; }
 
 void TavuDeviceEmulator::serialOpen(uint8_t, uint32_t, uint8_t, uint8_t) { notSupported(); }
 uint32_t TavuDeviceEmulator::serialGetBaudRate(uint8_t) { notSupported(); }

@@ -13,6 +13,7 @@
 #include "library/Trigger.h"
 #include "records/FileTime.h"
 #include "records/InfoRecord.h"
+#include "wire/Types.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -29,19 +30,9 @@ using Quillon::TriggerElement;
 // Storage of a frame beyond its pixels.
 constexpr uint32_t kFrameOverheadBytes = 0x180;
 
-// Bits of externalTrigger.
-constexpr uint8_t kExternalStart = 0x01;
-constexpr uint8_t kExternalStop = 0x02;
-constexpr uint8_t kStartInputVariant = 0x10;
-constexpr uint8_t kStopInputVariant = 0x20;
-
 // Inputs of the record control element.
 constexpr uint32_t kStartInput = 0;
 constexpr uint32_t kStopInput = 1;
-
-// Values of the stop condition; any other means none.
-constexpr uint8_t kStopAfterFrames = 1;
-constexpr uint8_t kStopAfterTime = 2;
 
 void set(TriggerElement& element, const char* parameter, const ParameterValue& value) {
     element.parameter(parameter)->set(value);
@@ -61,14 +52,14 @@ bool inMask(uint32_t portMask, uint32_t port) { return port < 32 && (portMask & 
 void programExternalStart(TriggerBank& bank, TriggerElement& control, uint8_t externalTrigger,
                           bool usePretrigger, uint64_t pretriggerCount) {
     boost::shared_ptr<TriggerElement> external = bank.element(TriggerBank::KindExternalInput, 0);
-    const bool start = (externalTrigger & kExternalStart) != 0;
+    const bool start = (externalTrigger & ExternalStart) != 0;
     if (start) {
-        control.connectInput(external, kStartInput, (externalTrigger & kStartInputVariant) != 0);
+        control.connectInput(external, kStartInput, (externalTrigger & ExternalStartVariant) != 0);
     }
     setFlag(control, "Start Enable", start);
-    const bool stop = (externalTrigger & kExternalStop) != 0;
+    const bool stop = (externalTrigger & ExternalStop) != 0;
     if (stop) {
-        control.connectInput(external, kStopInput, (externalTrigger & kStopInputVariant) != 0);
+        control.connectInput(external, kStopInput, (externalTrigger & ExternalStopVariant) != 0);
     }
     setFlag(control, "Stop Enable", stop);
     setFlag(control, "Pretrigger Enable", usePretrigger);
@@ -100,13 +91,14 @@ void programStart(TriggerBank& bank, TriggerElement& control, uint8_t externalTr
     }
 }
 
-// count is the library's, in the library's units; a frame count is cut to 32 bits.
-void programStop(TriggerElement& control, uint8_t type, uint64_t count) {
-    if (type == kStopAfterFrames) {
+// count is the library's, in the library's units; a frame count is cut to 32 bits. A type
+// other than the two limits means none.
+void programStop(TriggerElement& control, StopCondition type, uint64_t count) {
+    if (type == StopCondition::FrameCount) {
         setFlag(control, "Stop Time Enable", false);
         setFlag(control, "Stop Frame Count Enable", true);
         set(control, "Stop Frame Count Value", ParameterValue::unsigned32(static_cast<uint32_t>(count)));
-    } else if (type == kStopAfterTime) {
+    } else if (type == StopCondition::Time) {
         setFlag(control, "Stop Frame Count Enable", false);
         setFlag(control, "Stop Time Enable", true);
         set(control, "Stop Time Value", ParameterValue::unsigned64(count));
@@ -167,7 +159,7 @@ void STavuDevice::startRecording(uint32_t portMask, uint8_t externalTrigger, uin
     boost::shared_ptr<TriggerBank> bank = device->triggerBank();
     boost::shared_ptr<TriggerElement> control = bank->element(TriggerBank::KindRecordControl, 0);
     programStart(*bank, *control, externalTrigger, usePretrigger, pretriggerCount);
-    programStop(*control, type, count);
+    programStop(*control, StopCondition{type}, count);
 
     recordingActive_ = true;
     record->start(0);

@@ -172,10 +172,10 @@ protected:
         emu->setPortConfig(0, 0, {width, height, 0, 0});
     }
     FileRecord recordFrames(uint64_t frames) {
-        emu->startRecording(0, {1, 0, client::StopCondition::FrameCount, frames, false, 0});
+        emu->startRecording(0, {1, 0, StopCondition::FrameCount, frames, false, 0});
         EXPECT_TRUE(eventually([&] { return emu->isRecordingDone(0); }));
         emu->stopRecording(0);
-        const client::RecordingFile file = emu->recordingFile(0, 0);
+        const RecordingFile file = emu->recordingFile(0, 0);
         for (const FileRecord& record : emu->listFiles(0)) {
             if (record.fileId == file.fileId && record.streamId == file.streamId) {
                 return record;
@@ -210,10 +210,10 @@ TEST_F(EmulatorClientTest, PairingAndConfigurationRoundTrip) {
     EXPECT_THROW(emu->repairPort(0, 0, "other", {}, 2), client::ServiceError);
 
     emu->setPortConfig(0, 0, {640, 480, 6, 7});
-    EXPECT_EQ(emu->getPortConfig(0, 0), (client::PortConfig{640, 480, 6, 7}));
+    EXPECT_EQ(emu->getPortConfig(0, 0), (PortConfig{640, 480, 6, 7}));
     emu->unpairPort(0, 0);
     EXPECT_EQ(emu->pairedTo(0, 0), "");
-    EXPECT_EQ(emu->getPortConfig(0, 0), (client::PortConfig{640, 480, 6, 7}));
+    EXPECT_EQ(emu->getPortConfig(0, 0), (PortConfig{640, 480, 6, 7}));
     emu->setup(0);
 }
 

@@ -98,7 +98,7 @@ TEST_F(Pairing, TheBlockLimitDecidesWhereThePairingLivesAndBothSurviveARestart) 
     EXPECT_EQ(client().portIdentity(0, 0), atLimit);
     EXPECT_EQ(client().portIdentity(0, 1), overLimit);
     EXPECT_EQ(client().framesPerPacket(0, 1), 3);
-    EXPECT_EQ(client().getPortConfig(0, 0), (client::PortConfig{1024, 768, 1, 2}));
+    EXPECT_EQ(client().getPortConfig(0, 0), (PortConfig{1024, 768, 1, 2}));
 
     // The pairing is checked against the camera it names.
     try {
