@@ -129,8 +129,8 @@ void addToGroup(std::vector<FileGroup>& groups, uint32_t fileId, uint32_t port) 
 
 }  // namespace
 
-void STavuDevice::startRecording(uint32_t portMask, uint8_t externalTrigger, uint8_t type, uint64_t count,
-                                 bool usePretrigger, uint64_t pretriggerCount) {
+void STavuDevice::startRecording(const RecordingRequest& request) {
+    const uint32_t portMask = request.portMask;
     if (portMask == 0) {
         throw std::runtime_error("At least one port must be enabled for record.");
     }
@@ -158,8 +158,8 @@ void STavuDevice::startRecording(uint32_t portMask, uint8_t externalTrigger, uin
     addPortsToRecord(*device, *record, portMask, wasGrabbing);
     boost::shared_ptr<TriggerBank> bank = device->triggerBank();
     boost::shared_ptr<TriggerElement> control = bank->element(TriggerBank::KindRecordControl, 0);
-    programStart(*bank, *control, externalTrigger, usePretrigger, pretriggerCount);
-    programStop(*control, StopCondition{type}, count);
+    programStart(*bank, *control, request.externalTrigger, request.usePretrigger, request.pretriggerCount);
+    programStop(*control, request.type, request.count);
 
     recordingActive_ = true;
     record->start(0);
@@ -233,36 +233,33 @@ bool STavuDevice::isRecording() {
     return recordingActive_;
 }
 
-void STavuDevice::recordingFile(uint8_t port, uint32_t& fileId, uint32_t& streamId) {
+RecordingFile STavuDevice::recordingFile(uint8_t port) {
     std::lock_guard guard(lock_);
     // The file id is known only after the stop; meanwhile it is the previous recording's.
     const PortState& state = portAt(port);
-    fileId = state.fileId;
-    streamId = state.streamId;
+    return RecordingFile{state.fileId, state.streamId};
 }
 
-void STavuDevice::recordingProgress(uint8_t port, uint64_t& numFrames, bool& inPretrigger) {
+RecordingProgress STavuDevice::recordingProgress(uint8_t port) {
     std::lock_guard guard(lock_);
     portAt(port);
     boost::shared_ptr<Quillon::Device> device = libraryDevice();
     if (device->kind() == Quillon::Device::KindVirtual) {
         throw std::runtime_error(kVirtualCannotRecord);
     }
-    const Progress progress = portProgress(*device, port);
-    numFrames = progress.numFrames;
-    inPretrigger = progress.inPretrigger;
+    return portProgress(*device, port);
 }
 
-STavuDevice::Progress STavuDevice::portProgress(Quillon::Device& device, uint32_t port) {
+RecordingProgress STavuDevice::portProgress(Quillon::Device& device, uint32_t port) {
     PortState& state = ports_[port];
     if (!recordingActive_) {
-        return Progress{state.numFrames, false};
+        return RecordingProgress{state.numFrames, false};
     }
     // Asked of the library whether or not the port takes part.
     boost::shared_ptr<Quillon::Record> record = device.record();
     boost::shared_ptr<Quillon::Record::Status> status = record->status(device.port(port));
     state.numFrames = status->frames;
-    return Progress{status->frames, status->state == Quillon::Record::Status::StatePretrigger};
+    return RecordingProgress{status->frames, status->state == Quillon::Record::Status::StatePretrigger};
 }
 
 void STavuDevice::stopRecording() {

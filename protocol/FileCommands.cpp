@@ -47,24 +47,18 @@ void openFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
-    uint32_t openFileId = 0;
-    std::string mapping;
-    context.manager.deviceAt(device).openFile(openFileId, mapping, fileId, streamId);
-    context.holdings.openFiles.push_back({openFileId, device});
-    context.reply("openFileId", openFileId, "mapping", mapping);
+    const OpenedFile opened = context.manager.deviceAt(device).openFile(fileId, streamId);
+    context.holdings.openFiles.push_back({opened.openFileId, device});
+    context.reply("openFileId", opened.openFileId, "mapping", opened.mapping);
 }
 
 void fileInfo(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t openFileId = context.u32("openFileId");
     requireOpenedHere(context, {openFileId, device});
-    uint16_t width = 0;
-    uint16_t height = 0;
-    uint32_t imageSize = 0;
-    uint64_t numFrames = 0;
-    uint64_t size = 0;
-    context.manager.deviceAt(device).fileInfo(openFileId, width, height, imageSize, numFrames, size);
-    context.reply("width", width, "height", height, "imageSize", imageSize, "numFrames", numFrames, "size", size);
+    const OpenFileInfo info = context.manager.deviceAt(device).fileInfo(openFileId);
+    context.reply("width", info.width, "height", info.height, "imageSize", info.imageSize, "numFrames", info.numFrames,
+                  "size", info.size);
 }
 
 // The entry stays when the device fails, so that the clean-up at disconnect tries again.
@@ -100,9 +94,7 @@ void fileIdentity(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
-    std::vector<uint8_t> data;
-    context.manager.deviceAt(device).fileIdentity(fileId, streamId, data);
-    context.reply("data", data);
+    context.reply("data", context.manager.deviceAt(device).fileIdentity(fileId, streamId));
 }
 
 void renameFile(CommandContext& context) {
@@ -124,18 +116,18 @@ void setFileInfo(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
-    const std::string name = context.text("name");
-    const uint16_t width = context.u16("width");
-    const uint16_t height = context.u16("height");
-    const uint64_t numImages = context.u64("numImages");
-    const uint64_t numDroppedFrames = context.u64("numDroppedFrames");
-    const uint64_t startTime = context.optionalU64("startTime");
-    const uint64_t endTime = context.optionalU64("endTime");
-    const uint64_t duration = context.u64("duration");
-    const bool notify = context.boolean("notify");
-    const std::string usedName = context.manager.deviceAt(device).setFileInfo(
-        fileId, streamId, name, width, height, numImages, numDroppedFrames, startTime, endTime, duration);
-    if (notify) {
+    FileInfoUpdate update;
+    update.name = context.text("name");
+    update.width = context.u16("width");
+    update.height = context.u16("height");
+    update.numImages = context.u64("numImages");
+    update.numDroppedFrames = context.u64("numDroppedFrames");
+    update.startTime = context.optionalU64("startTime");
+    update.endTime = context.optionalU64("endTime");
+    update.duration = context.u64("duration");
+    update.notify = context.boolean("notify");
+    const std::string usedName = context.manager.deviceAt(device).setFileInfo(fileId, streamId, update);
+    if (update.notify) {
         context.manager.notifyFilesChanged(device);
     }
     context.reply("name", usedName);

@@ -35,11 +35,8 @@ void stopLive(CommandContext& context) {
 void liveFrame(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    uint16_t width = 0;
-    uint16_t height = 0;
-    uint32_t imageSize = 0;
-    context.manager.deviceAt(device).liveFrame(port, width, height, imageSize);
-    context.reply("width", width, "height", height, "imageSize", imageSize);
+    const FrameGeometry frame = context.manager.deviceAt(device).liveFrame(port);
+    context.reply("width", frame.width, "height", frame.height, "imageSize", frame.imageSize);
 }
 
 }  // namespace tavu::commands

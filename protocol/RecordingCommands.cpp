@@ -30,7 +30,7 @@ void cancelRecovery(CommandContext& context) {
 
 void recoveryStatus(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("status", context.manager.deviceAt(device).recoveryStatus());
+    context.reply("status", static_cast<uint32_t>(context.manager.deviceAt(device).recoveryStatus()));
 }
 
 // The one success whose "result" holds a key called "error".
@@ -47,16 +47,16 @@ void finishRecovery(CommandContext& context) {
 
 void startRecording(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    const uint32_t portMask = context.u32("portMask");
-    const uint8_t externalTrigger = context.u8("externalTrigger");
-    const uint8_t type = context.u8("type");
-    const uint64_t count = context.u64("count");
-    const bool usePretrigger = context.boolean("usePretrigger");
-    const uint64_t pretriggerCount = context.u64("pretriggerCount");
-    context.manager.deviceAt(device).startRecording(portMask, externalTrigger, type, count, usePretrigger,
-                                                    pretriggerCount);
+    RecordingRequest request;
+    request.portMask = context.u32("portMask");
+    request.externalTrigger = context.u8("externalTrigger");
+    request.type = StopCondition{context.u8("type")};
+    request.count = context.u64("count");
+    request.usePretrigger = context.boolean("usePretrigger");
+    request.pretriggerCount = context.u64("pretriggerCount");
+    context.manager.deviceAt(device).startRecording(request);
     // The port field carries the mask of the recording, not a port number.
-    context.manager.broadcast(DeviceEvent{DeviceEvent::RecordingStarted, device, portMask});
+    context.manager.broadcast(DeviceEvent{DeviceEvent::RecordingStarted, device, request.portMask});
     context.reply();
 }
 
@@ -81,19 +81,15 @@ void isRecordingDone(CommandContext& context) {
 void recordingFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    uint32_t fileId = 0;
-    uint32_t streamId = 0;
-    context.manager.deviceAt(device).recordingFile(port, fileId, streamId);
-    context.reply("fileId", fileId, "streamId", streamId);
+    const RecordingFile file = context.manager.deviceAt(device).recordingFile(port);
+    context.reply("fileId", file.fileId, "streamId", file.streamId);
 }
 
 void recordingProgress(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    uint64_t numFrames = 0;
-    bool inPretrigger = false;
-    context.manager.deviceAt(device).recordingProgress(port, numFrames, inPretrigger);
-    context.reply("numFrames", numFrames, "inPretrigger", inPretrigger);
+    const RecordingProgress progress = context.manager.deviceAt(device).recordingProgress(port);
+    context.reply("numFrames", progress.numFrames, "inPretrigger", progress.inPretrigger);
 }
 
 }  // namespace tavu::commands

@@ -41,7 +41,7 @@ void serialRead(CommandContext& context) {
     const uint32_t size = context.u32("size");
     ITavuDevice& target = context.manager.deviceAt(device);
     std::vector<uint8_t> buffer(size);
-    const uint32_t delivered = target.serialRead(port, buffer.data(), size);
+    const uint32_t delivered = target.serialRead(port, buffer);
     // A device that claims more than the buffer holds must not make the reply read past it.
     context.reply("data", BlobView{buffer.data(), std::min(delivered, size)});
 }
@@ -50,7 +50,7 @@ void serialWrite(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
     const BlobView data = context.blob("data");
-    context.reply("size", context.manager.deviceAt(device).serialWrite(port, data.data, data.size));
+    context.reply("size", context.manager.deviceAt(device).serialWrite(port, data));
 }
 
 void serialClear(CommandContext& context) {
@@ -75,7 +75,7 @@ void registerRead(CommandContext& context) {
     const uint32_t size = context.u32("size");
     ITavuDevice& target = context.manager.deviceAt(device);
     std::vector<uint8_t> buffer(size);
-    target.registerRead(port, addr, buffer.data(), size);
+    target.registerRead(port, addr, buffer);
     context.reply("data", buffer);
 }
 
@@ -84,7 +84,7 @@ void registerWrite(CommandContext& context) {
     const uint8_t port = context.port();
     const uint32_t addr = context.u32("addr");
     const BlobView data = context.blob("data");
-    context.manager.deviceAt(device).registerWrite(port, addr, data.data, data.size);
+    context.manager.deviceAt(device).registerWrite(port, addr, data);
     context.reply();
 }
 

@@ -51,22 +51,17 @@ TEST(Connection, ScansTheCatalogueWithoutTheIncompleteFile) {
 TEST(Connection, ReappliesStoredConfigurationOfPortsWithBothSizes) {
     Recorder recorder;
     recorder.connect();
-    recorder.tavu->setPortConfig(0, 640, 480, 17, 1);
-    recorder.tavu->setPortConfig(1, 640, 0, 0, 0);
+    recorder.tavu->setPortConfig(0, {640, 480, 17, 1});
+    recorder.tavu->setPortConfig(1, {640, 0, 0, 0});
     testing::Mock::VerifyAndClearExpectations(recorder.ports[0].get());
 
     recorder.restart();
     EXPECT_CALL(*recorder.ports[0], setDataDescriptor(_));
     EXPECT_CALL(*recorder.ports[1], setDataDescriptor(_)).Times(0);
     EXPECT_EQ(recorder.connect(), "");
-    uint16_t width = 0;
-    uint16_t height = 0;
-    uint32_t pixelFormat = 0;
-    uint32_t tapGeometry = 0;
-    recorder.tavu->getPortConfig(0, width, height, pixelFormat, tapGeometry);
-    EXPECT_EQ(std::tie(width, height, pixelFormat, tapGeometry), std::make_tuple(640, 480, 17u, 1u));
-    recorder.tavu->getPortConfig(1, width, height, pixelFormat, tapGeometry);
-    EXPECT_EQ(std::tie(width, height), std::make_tuple(640, 0));
+    EXPECT_EQ(recorder.tavu->getPortConfig(0), (PortConfig{640, 480, 17, 1}));
+    const PortConfig second = recorder.tavu->getPortConfig(1);
+    EXPECT_EQ(std::tie(second.width, second.height), std::make_tuple(640, 0));
 }
 
 TEST(Connection, FoundDisconnectedHasNoPortsUntilItReconnects) {
@@ -96,7 +91,7 @@ TEST(Connection, FoundDisconnectedHasNoPortsUntilItReconnects) {
 TEST(Connection, ReconnectAfterDisconnectRescansButKeepsThePortTable) {
     Recorder recorder;
     recorder.connect();
-    recorder.tavu->pairPort(0, "camera", nullptr, 0, 4);
+    recorder.tavu->pairPort(0, "camera", {}, 4);
     recorder.addRecordedFile({recording("a")});
     recorder.tavu->markDisconnected();
     EXPECT_TRUE(recorder.tavu->listFiles().empty());
@@ -139,13 +134,13 @@ TEST(PercentUsed, IdleReadsTheCapacityWithoutClamp) {
 TEST(PercentUsed, WhileRecordingEstimatesFromTheFramesOfRecordingPorts) {
     Recorder recorder;
     recorder.connect();
-    recorder.tavu->setPortConfig(0, 100, 100, 0, 0);
-    recorder.tavu->setPortConfig(1, 10, 10, 0, 0);
+    recorder.tavu->setPortConfig(0, {100, 100, 0, 0});
+    recorder.tavu->setPortConfig(1, {10, 10, 0, 0});
     // One frame of port 0 costs 100 * 100 * 2 + 384 bytes.
     EXPECT_CALL(*recorder.driveSet, capacityInfo(true))
         .WillOnce(Return(boost::make_shared<Quillon::DriveSet::CapacityInfo>(
             Quillon::DriveSet::CapacityInfo{1'000'000, 100'000})));
-    recorder.tavu->startRecording(0b01, 0, 0, 0, false, 0);
+    recorder.tavu->startRecording({0b01, 0, StopCondition{0}, 0, false, 0});
     auto status = boost::make_shared<Quillon::Record::Status>();
     status->frames = 20;
     EXPECT_CALL(*recorder.record, status(Ptr<Quillon::Port>(recorder.ports[0]))).WillOnce(Return(status));

@@ -23,13 +23,11 @@ protected:
     Pairing() { recorder.connect(); }
 
     void pair(uint8_t port, const std::string& camera, const std::vector<uint8_t>& block, uint16_t packet = 8) {
-        recorder.tavu->pairPort(port, camera, block.data(), static_cast<uint32_t>(block.size()), packet);
+        recorder.tavu->pairPort(port, camera, {block.data(), static_cast<uint32_t>(block.size())}, packet);
     }
 
     std::vector<uint8_t> identity(uint8_t port) {
-        std::vector<uint8_t> data;
-        recorder.tavu->portIdentity(port, data);
-        return data;
+        return recorder.tavu->portIdentity(port);
     }
 
     // The port maps of the stored configuration record.
@@ -89,19 +87,19 @@ TEST_F(Pairing, ALargerBlockGoesToThePortsPairFileAndIsLoadedWhenAskedFor) {
 
 TEST_F(Pairing, RepairNeedsExactlyThePairedCamera) {
     pair(0, "Camera", blockOf(10), 8);
-    EXPECT_EQ(thrownText([&] { recorder.tavu->repairPort(0, "camera", nullptr, 0, 9); }),
+    EXPECT_EQ(thrownText([&] { recorder.tavu->repairPort(0, "camera", {}, 9); }),
               "Not paired to this camera.");
     EXPECT_EQ(identity(0), blockOf(10));
 
     const std::vector<uint8_t> block = blockOf(20);
-    recorder.tavu->repairPort(0, "Camera", block.data(), 20, 9);
+    recorder.tavu->repairPort(0, "Camera", {block.data(), 20}, 9);
     EXPECT_EQ(recorder.tavu->pairedTo(0), "Camera");
     EXPECT_EQ(recorder.tavu->framesPerPacket(0), 9);
     EXPECT_EQ(storedPorts()[0].info, block);
 }
 
 TEST_F(Pairing, UnpairingForgetsThePairingButNotTheConfiguration) {
-    recorder.tavu->setPortConfig(0, 320, 240, 5, 1);
+    recorder.tavu->setPortConfig(0, {320, 240, 5, 1});
     pair(0, "camera", blockOf(30000));
     recorder.tavu->unpairPort(0);
     EXPECT_EQ(recorder.tavu->pairedTo(0), "");
@@ -123,15 +121,15 @@ TEST_F(Pairing, WithoutDriveSetTheWriteFailsAfterMemoryChanged) {
 }
 
 TEST_F(Pairing, UnchangedConfigurationTouchesNeitherRecorderNorDrives) {
-    recorder.tavu->setPortConfig(0, 640, 480, 2, 19);
+    recorder.tavu->setPortConfig(0, {640, 480, 2, 19});
     EXPECT_CALL(*recorder.ports[0], setDataDescriptor(_)).Times(0);
     EXPECT_CALL(*recorder.storage, driveSets()).Times(0);
-    recorder.tavu->setPortConfig(0, 640, 480, 2, 19);
+    recorder.tavu->setPortConfig(0, {640, 480, 2, 19});
 }
 
 TEST_F(Pairing, VirtualDevicesCannotBeConfiguredEvenToTheirValues) {
     ON_CALL(*recorder.device, kind()).WillByDefault(Return(Quillon::Device::KindVirtual));
-    EXPECT_EQ(thrownText([&] { recorder.tavu->setPortConfig(0, 0, 0, 0, 0); }),
+    EXPECT_EQ(thrownText([&] { recorder.tavu->setPortConfig(0, {0, 0, 0, 0}); }),
               "Virtual devices cannot be configured.");
 }
 

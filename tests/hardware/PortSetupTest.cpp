@@ -47,7 +47,7 @@ TEST(ConfigurePort, DescribesThePortAndAttachesItToTheFirstDriveSet) {
     }
     // Not a CoaXPress recorder: no wake-up.
     EXPECT_CALL(*recorder.ports[1], readMemory(_, _, _)).Times(0);
-    recorder.tavu->setPortConfig(1, 1000, 500, 3, 10);
+    recorder.tavu->setPortConfig(1, {1000, 500, 3, 10});
     EXPECT_EQ(recorder.library.descriptors.back()->fields[1].second, ParameterValue::unsigned32(333));
 }
 
@@ -59,7 +59,7 @@ TEST(ConfigurePort, MakesTheDriveSetThatTheRecorderLacks) {
     EXPECT_CALL(*recorder.driveSets, create(_));
     // For the port, and then for its configuration record.
     EXPECT_CALL(*recorder.driveSets, open(Recorder::SetId + 1)).Times(2);
-    recorder.tavu->setPortConfig(0, 64, 48, 0, 0);
+    recorder.tavu->setPortConfig(0, {64, 48, 0, 0});
 }
 
 class WakeUp : public testing::Test {
@@ -85,15 +85,15 @@ TEST_F(WakeUp, ASilentCoaXPressCameraGetsItsStartRegisterSet) {
     EXPECT_CALL(port(), writeMemory(_, 0x12345, 0)).WillOnce([](const Ptr<Common::Buffer>& buffer, uint32_t, uint32_t) {
         EXPECT_EQ(bytesOf(buffer), (std::vector<uint8_t>{0, 0, 0, 1}));
     });
-    recorder.tavu->setPortConfig(0, 64, 48, 0, 0);
+    recorder.tavu->setPortConfig(0, {64, 48, 0, 0});
 }
 
 TEST_F(WakeUp, AFailedReadIsSwallowedAndACameraThatSendsIsLeftAlone) {
     EXPECT_CALL(port(), readMemory(_, 0x300C, 0)).WillOnce(Throw(Common::GeneralException("no answer")));
     EXPECT_CALL(port(), writeMemory(_, _, _)).Times(0);
-    recorder.tavu->setPortConfig(0, 64, 48, 0, 0);
+    recorder.tavu->setPortConfig(0, {64, 48, 0, 0});
     ON_CALL(port(), measuredFrameRate()).WillByDefault(Return(30.0));
-    recorder.tavu->setPortConfig(0, 64, 50, 0, 0);
+    recorder.tavu->setPortConfig(0, {64, 50, 0, 0});
 }
 
 TEST(Setup, RemovesEveryDriveSetAndMakesTavuOverAllDrives) {

@@ -25,8 +25,8 @@ class Recording : public testing::Test {
 protected:
     Recording() {
         recorder.connect();
-        recorder.tavu->setPortConfig(0, 64, 48, 0, 0);
-        recorder.tavu->setPortConfig(1, 32, 16, 0, 0);
+        recorder.tavu->setPortConfig(0, {64, 48, 0, 0});
+        recorder.tavu->setPortConfig(1, {32, 16, 0, 0});
     }
 
     Ptr<Quillon::Port> port(uint32_t index) { return recorder.ports[index]; }
@@ -36,14 +36,14 @@ protected:
 
 TEST_F(Recording, TheMaskIsCheckedBeforeTheKindOfDevice) {
     ON_CALL(*recorder.device, kind()).WillByDefault(Return(Quillon::Device::KindVirtual));
-    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording(0, 0, 0, 0, false, 0); }),
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording({0, 0, StopCondition{0}, 0, false, 0}); }),
               "At least one port must be enabled for record.");
-    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording(0b101, 0, 0, 0, false, 0); }), "Invalid port mask.");
-    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording(0b10, 0, 0, 0, false, 0); }),
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording({0b101, 0, StopCondition{0}, 0, false, 0}); }), "Invalid port mask.");
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording({0b10, 0, StopCondition{0}, 0, false, 0}); }),
               "Virtual devices cannot record.");
     ON_CALL(*recorder.device, kind()).WillByDefault(Return(0));
     recorder.setDriveSets({});
-    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording(0b10, 0, 0, 0, false, 0); }), "No drive set.");
+    EXPECT_EQ(thrownText([&] { recorder.tavu->startRecording({0b10, 0, StopCondition{0}, 0, false, 0}); }), "No drive set.");
 }
 
 TEST_F(Recording, APretriggerWaitsForTheSoftwareSource) {
@@ -54,7 +54,7 @@ TEST_F(Recording, APretriggerWaitsForTheSoftwareSource) {
         EXPECT_CALL(*recorder.recordControl, connectInput(Ptr<Quillon::TriggerElement>(recorder.softwareSource), 0, false));
         EXPECT_CALL(*recorder.record, start(0));
     }
-    recorder.tavu->startRecording(0b01, 0, 0, 999, true, 77);
+    recorder.tavu->startRecording({0b01, 0, StopCondition{0}, 999, true, 77});
     EXPECT_EQ(recorder.recordControl->settings,
               (Settings{{"Start Enable", on(true)},
                         {"Stop Enable", on(false)},
@@ -63,17 +63,13 @@ TEST_F(Recording, APretriggerWaitsForTheSoftwareSource) {
                         {"Software Start Trigger", on(false)},
                         {"Stop Frame Count Enable", on(false)},
                         {"Stop Time Enable", on(false)}}));
-    uint32_t fileId = 1;
-    uint32_t streamId = 0;
-    recorder.tavu->recordingFile(0, fileId, streamId);
-    EXPECT_EQ(std::tie(fileId, streamId), std::make_tuple(0u, 41u));
+    const RecordingFile file = recorder.tavu->recordingFile(0);
+    EXPECT_EQ(std::tie(file.fileId, file.streamId), std::make_tuple(0u, 41u));
 
     EXPECT_CALL(*recorder.record, status(port(0))).WillOnce(Return(status(5, 2)));
-    uint64_t frames = 0;
-    bool inPretrigger = false;
-    recorder.tavu->recordingProgress(0, frames, inPretrigger);
-    EXPECT_EQ(frames, 5u);
-    EXPECT_TRUE(inPretrigger);
+    const RecordingProgress progress = recorder.tavu->recordingProgress(0);
+    EXPECT_EQ(progress.numFrames, 5u);
+    EXPECT_TRUE(progress.inPretrigger);
 
     recorder.recordControl->settings.clear();
     recorder.tavu->softwareTrigger();
@@ -85,7 +81,7 @@ TEST_F(Recording, TheExternalInputStartsAndStopsWithItsVariants) {
     EXPECT_CALL(*recorder.recordControl, connectInput(external, 0, true));
     EXPECT_CALL(*recorder.recordControl, connectInput(external, 1, false));
     // A frame count is cut to 32 bits: 2^32 + 5 means 5.
-    recorder.tavu->startRecording(0b11, 0x13, 1, (uint64_t{1} << 32) + 5, false, 9);
+    recorder.tavu->startRecording({0b11, 0x13, StopCondition{1}, (uint64_t{1} << 32) + 5, false, 9});
     EXPECT_EQ(recorder.recordControl->settings,
               (Settings{{"Start Enable", on(true)},
                         {"Stop Enable", on(true)},
@@ -98,7 +94,7 @@ TEST_F(Recording, TheExternalInputStartsAndStopsWithItsVariants) {
 
 TEST_F(Recording, WithoutTriggersTheRecordingStartsAtOnce) {
     EXPECT_CALL(*recorder.recordControl, connectInput(_, _, _)).Times(0);
-    recorder.tavu->startRecording(0b01, 0, 2, 1234, false, 5);
+    recorder.tavu->startRecording({0b01, 0, StopCondition{2}, 1234, false, 5});
     EXPECT_EQ(recorder.recordControl->settings,
               (Settings{{"Start Enable", on(false)},
                         {"Stop Enable", on(false)},
@@ -109,7 +105,7 @@ TEST_F(Recording, WithoutTriggersTheRecordingStartsAtOnce) {
 
     // A variant bit alone still takes the external branch, and leaves the software trigger be.
     recorder.recordControl->settings.clear();
-    recorder.tavu->startRecording(0b01, 0x10, 3, 1234, true, 5);
+    recorder.tavu->startRecording({0b01, 0x10, StopCondition{3}, 1234, true, 5});
     EXPECT_EQ(recorder.recordControl->settings,
               (Settings{{"Start Enable", on(false)},
                         {"Stop Enable", on(false)},
@@ -150,8 +146,8 @@ protected:
 
 TEST_F(Stop, WritesOneMetaBlockPerFileWithTheStreamsThatHaveFrames) {
     const std::vector<uint8_t> block(20000, 3);
-    recorder.tavu->pairPort(0, "camera", block.data(), static_cast<uint32_t>(block.size()), 4);
-    recorder.tavu->startRecording(0b11, 0, 0, 0, false, 0);
+    recorder.tavu->pairPort(0, "camera", {block.data(), static_cast<uint32_t>(block.size())}, 4);
+    recorder.tavu->startRecording({0b11, 0, StopCondition{0}, 0, false, 0});
     EXPECT_CALL(*file, writeMetadata(_));
     recorder.tavu->stopRecording();
 
@@ -168,23 +164,19 @@ TEST_F(Stop, WritesOneMetaBlockPerFileWithTheStreamsThatHaveFrames) {
     EXPECT_TRUE(recorder.store.has("55-41.info"));
     EXPECT_EQ(recorder.tavu->listFiles(), written);
 
-    uint32_t fileId = 0;
-    uint32_t streamId = 0;
-    recorder.tavu->recordingFile(1, fileId, streamId);
-    EXPECT_EQ(std::tie(fileId, streamId), std::make_tuple(55u, 42u));
+    const RecordingFile file = recorder.tavu->recordingFile(1);
+    EXPECT_EQ(std::tie(file.fileId, file.streamId), std::make_tuple(55u, 42u));
     // Done: progress comes from memory.
     EXPECT_CALL(*recorder.record, status(_)).Times(0);
-    uint64_t frames = 1;
-    bool inPretrigger = true;
-    recorder.tavu->recordingProgress(1, frames, inPretrigger);
-    EXPECT_EQ(frames, 0u);
-    EXPECT_FALSE(inPretrigger);
+    const RecordingProgress progress = recorder.tavu->recordingProgress(1);
+    EXPECT_EQ(progress.numFrames, 0u);
+    EXPECT_FALSE(progress.inPretrigger);
     EXPECT_TRUE(recorder.tavu->isRecordingDone());
 }
 
 TEST_F(Stop, PortsSharingAFileShareItsMetaBlockInPortOrder) {
     streamWithFrames(42, 3);
-    recorder.tavu->startRecording(0b11, 0, 0, 0, false, 0);
+    recorder.tavu->startRecording({0b11, 0, StopCondition{0}, 0, false, 0});
     EXPECT_CALL(*file, writeMetadata(_));
     recorder.tavu->stopRecording();
     ASSERT_EQ(written.size(), 2u);
@@ -194,7 +186,7 @@ TEST_F(Stop, PortsSharingAFileShareItsMetaBlockInPortOrder) {
 
 TEST_F(Stop, APortWithoutAFileStaysFlagged) {
     ON_CALL(*recorder.record, stopPort(port(1), 0)).WillByDefault(Return(0));
-    recorder.tavu->startRecording(0b11, 0, 0, 0, false, 0);
+    recorder.tavu->startRecording({0b11, 0, StopCondition{0}, 0, false, 0});
     recorder.tavu->stopRecording();
     ASSERT_EQ(written.size(), 1u);
     EXPECT_EQ(written[0].streamId, 41u);
@@ -225,32 +217,32 @@ protected:
 TEST_F(Recovery, StatusFollowsTheJobUntilAPollSeesItsEnd) {
     EXPECT_EQ(thrownText([&] { recorder.tavu->cancelRecovery(); }), "Recovery not in progress.");
     recorder.tavu->startRecovery();
-    EXPECT_EQ(recorder.tavu->recoveryStatus(), 1u);
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), RecoveryStatus{1});
     ON_CALL(*job, isFinished()).WillByDefault(Return(true));
     ON_CALL(*job, errorText()).WillByDefault(Return(String("bad sector")));
     // Ended, but not yet seen by a poll.
     EXPECT_EQ(thrownText([&] { recorder.tavu->startRecovery(); }), "Recovery already in progress.");
-    EXPECT_EQ(recorder.tavu->recoveryStatus(), 2u);
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), RecoveryStatus{2});
     EXPECT_EQ(recorder.tavu->recoveryError(), "bad sector");
-    EXPECT_EQ(recorder.tavu->recoveryStatus(), 2u);
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), RecoveryStatus{2});
 
     recorder.tavu->startRecovery();
     EXPECT_CALL(*job, cancel());
     recorder.tavu->cancelRecovery();
     ON_CALL(*job, isCancelled()).WillByDefault(Return(true));
-    EXPECT_EQ(recorder.tavu->recoveryStatus(), 4u);
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), RecoveryStatus{4});
     // Kept across jobs.
     EXPECT_EQ(recorder.tavu->recoveryError(), "bad sector");
 
     recorder.tavu->startRecovery();
     ON_CALL(*job, isCancelled()).WillByDefault(Return(false));
     ON_CALL(*job, isSuccessful()).WillByDefault(Return(true));
-    EXPECT_EQ(recorder.tavu->recoveryStatus(), 3u);
-    EXPECT_EQ(recorder.tavu->recoveryStatus(), 3u);
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), RecoveryStatus{3});
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), RecoveryStatus{3});
     // Until the next connection.
     recorder.tavu->markDisconnected();
     recorder.tavu->reconnect();
-    EXPECT_EQ(recorder.tavu->recoveryStatus(), 0u);
+    EXPECT_EQ(recorder.tavu->recoveryStatus(), RecoveryStatus{0});
 }
 
 TEST_F(Recovery, FinishingCataloguesTheStreamsOfKnownPorts) {
@@ -268,7 +260,7 @@ TEST_F(Recovery, FinishingCataloguesTheStreamsOfKnownPorts) {
     stream(0, 4, "Gone");
     stream(1, 5, "Cam1");
     ON_CALL(*file, streamCount()).WillByDefault(Return(2));
-    recorder.tavu->pairPort(1, "camera", nullptr, 0, 1);
+    recorder.tavu->pairPort(1, "camera", {}, 1);
     recorder.tavu->finishRecovery();
 
     ASSERT_EQ(written.size(), 1u);

@@ -59,12 +59,12 @@ TEST_F(Serial, TransfersNeedAnEnabledChannelAndMoveAllOrNothing) {
         return true;
     }).WillOnce(Return(false));
     uint8_t bytes[3] = {};
-    EXPECT_EQ(recorder.tavu->serialRead(1, bytes, 3), 3u);
+    EXPECT_EQ(recorder.tavu->serialRead(1, {bytes, 3}), 3u);
     EXPECT_EQ(bytes[2], 0xAB);
-    EXPECT_EQ(thrownText([&] { recorder.tavu->serialRead(1, bytes, 3); }), "Serial port recieve failed.");
+    EXPECT_EQ(thrownText([&] { recorder.tavu->serialRead(1, {bytes, 3}); }), "Serial port recieve failed.");
 
     ON_CALL(*channel, isEnabled()).WillByDefault(Return(false));
-    EXPECT_EQ(thrownText([&] { recorder.tavu->serialWrite(1, bytes, 3); }), "Serial port not enabled.");
+    EXPECT_EQ(thrownText([&] { recorder.tavu->serialWrite(1, {bytes, 3}); }), "Serial port not enabled.");
     // Setting the rate enables the channel again.
     InSequence order;
     EXPECT_CALL(*channel, setEnabled(false));
@@ -89,7 +89,7 @@ TEST_F(Serial, ASlowTransferHoldsUpOnlyItsPort) {
         return true;
     });
     uint8_t byte = 0;
-    auto read = std::async(std::launch::async, [&] { return recorder.tavu->serialRead(1, &byte, 1); });
+    auto read = std::async(std::launch::async, [&] { return recorder.tavu->serialRead(1, {&byte, 1}); });
     {
         std::unique_lock lock(mutex);
         ASSERT_TRUE(changed.wait_for(lock, std::chrono::seconds(10), [&] { return receiving; }));

@@ -52,7 +52,7 @@ TEST_F(DeviceCommandsTest, EnquiriesAnswerWithTheDevicesValue) {
         {57, [&] { EXPECT_CALL(mock, hardwareType()).WillOnce(Return(3)); }, resultMap({{"hardwareType", u(3)}})},
         {7, [&] { EXPECT_CALL(mock, hasIncompleteFile()).WillOnce(Return(true)); },
          resultMap({{"hasIncompleteFile", boolean(true)}})},
-        {11, [&] { EXPECT_CALL(mock, recoveryStatus()).WillOnce(Return(70000)); }, resultMap({{"status", u(70000)}})},
+        {11, [&] { EXPECT_CALL(mock, recoveryStatus()).WillOnce(Return(RecoveryStatus{70000})); }, resultMap({{"status", u(70000)}})},
         {12, [&] { EXPECT_CALL(mock, recoveryError()).WillOnce(Return("bad drive")); },
          resultMap({{"error", str("bad drive")}})},
         {45, [&] { EXPECT_CALL(mock, isRecordingDone()).WillOnce(Return(false)); },
