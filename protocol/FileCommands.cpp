@@ -11,14 +11,11 @@ namespace tavu::commands {
 
 namespace {
 
-constexpr uint32_t FileEntryPairs = 14;
-
 void writeFileEntry(MessageWriter& writer, const FileRecord& file) {
-    writer.writeMapHeader(FileEntryPairs);
-    writePairs(writer, "name", file.name, "port", file.port, "camera", file.camera, "fileId", file.fileId, "streamId",
-               file.streamId, "width", file.width, "height", file.height, "numFrames", file.numFrames,
-               "numDroppedFrames", file.numDroppedFrames, "size", file.size, "timestamp", file.timestamp, "duration",
-               file.duration, "startTime", file.startTime, "endTime", file.endTime);
+    writer.writeMapHeader(FileEntryFieldCount);
+#define TAVU_WRITE_FILE_FIELD(field) writePairs(writer, #field, file.field);
+    TAVU_FILE_ENTRY_FIELDS(TAVU_WRITE_FILE_FIELD)
+#undef TAVU_WRITE_FILE_FIELD
 }
 
 // A playback belongs to the connection that opened it: another can't touch it even if it
