@@ -127,7 +127,7 @@ void benchConnections(Report& report, EmulatorService& service, Seconds window) 
 
 void benchPlayback(Report& report, EmulatorService& service, Seconds window) {
     auto client = service.connect();
-    const uint32_t fileId = EmulatorService::record(*client, kSide, kSide, client::StopCondition::FrameCount, 16);
+    const uint32_t fileId = EmulatorService::record(*client, kSide, kSide, StopCondition::FrameCount, 16);
     Pair result;
     {
         client::Playback playback(*client, 0, fileId, 0);
@@ -174,7 +174,7 @@ void benchEvents(Report& report, EmulatorService& service, Seconds window) {
     auto client = service.connect();
     std::vector<uint32_t> files;
     for (unsigned i = 0; i < kTrials; ++i) {
-        files.push_back(EmulatorService::record(*client, 64, 64, client::StopCondition::FrameCount, 1));
+        files.push_back(EmulatorService::record(*client, 64, 64, StopCondition::FrameCount, 1));
     }
 
     struct Listener {
@@ -241,7 +241,7 @@ void benchRecording(Report& report, EmulatorService& service) {
     uint64_t frames = 0;
     for (int round = 0; round < 3; ++round) {
         const double cpuBefore = processCpuSeconds(service.pid());
-        client->startRecording(0, {1, 0, client::StopCondition::Time, 1'000'000, false, 0});
+        client->startRecording(0, {1, 0, StopCondition::Time, 1'000'000, false, 0});
         while (!client->isRecordingDone(0)) {
             std::this_thread::sleep_for(50ms);
         }

@@ -33,7 +33,7 @@ std::filesystem::path EmulatorService::framePath(uint32_t fileId) const {
 }
 
 uint32_t EmulatorService::record(client::Client& client, uint16_t width, uint16_t height,
-                                 client::StopCondition type, uint64_t count) {
+                                 StopCondition type, uint64_t count) {
     client.setPortConfig(0, 0, {width, height, 0, 0});
     client.startRecording(0, {1, 0, type, count, false, 0});
     const bool ended = test::eventually([&] { return client.isRecordingDone(0); }, 60s);

@@ -23,7 +23,7 @@ public:
 
     // Makes a recording of the given geometry on `client`, waits for its end by its own limit
     // and stops it. Returns its file id.
-    static uint32_t record(client::Client& client, uint16_t width, uint16_t height, client::StopCondition type,
+    static uint32_t record(client::Client& client, uint16_t width, uint16_t height, StopCondition type,
                            uint64_t count);
 
 private:

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "client/Connection.h"
-#include "client/Types.h"
+#include "wire/Types.h"
 #include "wire/DeviceEvent.h"
 #include "wire/FileRecord.h"
 

@@ -2,6 +2,9 @@
 #include "client/CallSupport.h"
 #include "client/Client.h"
 
+#include <concepts>
+#include <limits>
+
 namespace tavu::client {
 
 using detail::forDevice;
@@ -22,22 +25,19 @@ Params forOpenFile(uint32_t device, uint32_t openFileId) {
     return params;
 }
 
+void readField(const Reply& entry, const char* key, std::string& value) { value = entry.text(key); }
+
+// A number beyond the field's width is refused, not cut.
+template <std::unsigned_integral Number>
+void readField(const Reply& entry, const char* key, Number& value) {
+    value = static_cast<Number>(entry.number(key, std::numeric_limits<Number>::max()));
+}
+
 FileRecord fileRecordOf(const Reply& entry) {
     FileRecord record;
-    record.name = entry.text("name");
-    record.port = entry.text("port");
-    record.camera = entry.text("camera");
-    record.fileId = static_cast<uint32_t>(entry.number("fileId", UINT32_MAX));
-    record.streamId = static_cast<uint32_t>(entry.number("streamId", UINT32_MAX));
-    record.width = static_cast<uint16_t>(entry.number("width", UINT16_MAX));
-    record.height = static_cast<uint16_t>(entry.number("height", UINT16_MAX));
-    record.numFrames = entry.number("numFrames");
-    record.numDroppedFrames = entry.number("numDroppedFrames");
-    record.size = entry.number("size");
-    record.timestamp = entry.number("timestamp");
-    record.duration = entry.number("duration");
-    record.startTime = entry.number("startTime");
-    record.endTime = entry.number("endTime");
+#define TAVU_READ_FILE_FIELD(field) readField(entry, #field, record.field);
+    TAVU_FILE_ENTRY_FIELDS(TAVU_READ_FILE_FIELD)
+#undef TAVU_READ_FILE_FIELD
     return record;
 }
 

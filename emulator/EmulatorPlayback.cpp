@@ -54,10 +54,10 @@ TavuDeviceEmulator::PlaybackSlot& TavuDeviceEmulator::openSlot(uint32_t openFile
     return slot;
 }
 
-void TavuDeviceEmulator::openFile(uint32_t& openFileId, std::string& mapping, uint32_t fileId, uint32_t) {
+OpenedFile TavuDeviceEmulator::openFile(uint32_t fileId, uint32_t) {
     std::lock_guard guard(lock_);
     const FileEntries entries = findFile(fileId);
-    openFileId = freeSlot();
+    const uint32_t openFileId = freeSlot();
     PlaybackSlot& slot = slots_[openFileId];
     slot.fileId = fileId;
     slot.file = FrameFile(folder_.framePath(fileId), "rb");
@@ -69,19 +69,16 @@ void TavuDeviceEmulator::openFile(uint32_t& openFileId, std::string& mapping, ui
         slot.file.close();
         throw std::runtime_error("Failed to create memory mapping");
     }
-    mapping = slot.region.mappingName();
+    return OpenedFile{openFileId, slot.region.mappingName()};
 }
 
 // Geometry from the catalogue, which describes the frames on disk; counts from the visible record.
-void TavuDeviceEmulator::fileInfo(uint32_t openFileId, uint16_t& width, uint16_t& height, uint32_t& imageSize,
-                                  uint64_t& numFrames, uint64_t& size) {
+OpenFileInfo TavuDeviceEmulator::fileInfo(uint32_t openFileId) {
     std::lock_guard guard(lock_);
     const FileEntries entries = findFile(openSlot(openFileId).fileId);
-    width = entries.catalogue->width;
-    height = entries.catalogue->height;
-    imageSize = frameBytes(width, height);
-    numFrames = entries.visible->numFrames;
-    size = entries.visible->size;
+    const uint16_t width = entries.catalogue->width;
+    const uint16_t height = entries.catalogue->height;
+    return OpenFileInfo{width, height, frameBytes(width, height), entries.visible->numFrames, entries.visible->size};
 }
 
 void TavuDeviceEmulator::closeFile(uint32_t openFileId) {
@@ -122,16 +119,16 @@ std::string TavuDeviceEmulator::startLive(uint8_t port) {
 }
 
 // Reports the port's present geometry, while the region keeps the size it got at startLive.
-void TavuDeviceEmulator::liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& imageSize) {
+FrameGeometry TavuDeviceEmulator::liveFrame(uint8_t port) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
     if (liveRegion_.view() == nullptr) {
         throw std::runtime_error("Live not started");
     }
-    width = width_;
-    height = height_;
-    imageSize = frameBytes(width, height);
+    const uint16_t width = width_;
+    const FrameGeometry geometry{width, height_, frameBytes(width, height_)};
     liveCounter_ = fillRamp(regionBytes(liveRegion_), liveCounter_);
+    return geometry;
 }
 
 void TavuDeviceEmulator::stopLive(uint8_t port) {
@@ -173,9 +170,9 @@ void TavuDeviceEmulator::startRecovery() {
     entry->name = std::to_string(recoveryFileId_);
 }
 
-uint32_t TavuDeviceEmulator::recoveryStatus() {
+RecoveryStatus TavuDeviceEmulator::recoveryStatus() {
     std::lock_guard guard(lock_);
-    return hasIncompleteFile() ? 0 : 3;
+    return hasIncompleteFile() ? RecoveryStatus::NotRun : RecoveryStatus::Done;
 }
 
 std::string TavuDeviceEmulator::recoveryError() {

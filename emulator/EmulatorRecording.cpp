@@ -16,19 +16,18 @@ namespace tavu {
 namespace {
 
 // Bits of externalTrigger that ask for a trigger from outside, which the emulator hasn't got.
-constexpr uint8_t kExternalTriggerBits = 0x03;
+constexpr uint8_t kExternalTriggerBits = ExternalStart | ExternalStop;
 
 }  // namespace
 
 // Pre-trigger settings are accepted and ignored: there is no pre-trigger loop here.
-void TavuDeviceEmulator::startRecording(uint32_t portMask, uint8_t externalTrigger, uint8_t type, uint64_t count,
-                                        bool, uint64_t) {
+void TavuDeviceEmulator::startRecording(const RecordingRequest& request) {
     std::lock_guard guard(lock_);
-    if (portMask != 1) {
+    if (request.portMask != 1) {
         throw std::runtime_error("Invalid port mask");
     }
     // A request for an external trigger is swallowed without a word, and nothing is recorded.
-    if ((externalTrigger & kExternalTriggerBits) != 0) {
+    if ((request.externalTrigger & kExternalTriggerBits) != 0) {
         return;
     }
     if (recordThread_.joinable()) {
@@ -38,7 +37,7 @@ void TavuDeviceEmulator::startRecording(uint32_t portMask, uint8_t externalTrigg
         throw std::runtime_error("Not paired/configured.");
     }
     currentFileId_ = nextFileId();
-    RecordingJob job{type, count, static_cast<uint32_t>(width_) * height_,
+    RecordingJob job{request.type, request.count, static_cast<uint32_t>(width_) * height_,
                      FrameFile(folder_.incompletePath(), "wb")};
     if (!job.file.isOpen()) {
         throw std::runtime_error("Failed to create file");
@@ -138,18 +137,16 @@ bool TavuDeviceEmulator::isRecordingDone() {
     return recordingFlags_.done.load();
 }
 
-void TavuDeviceEmulator::recordingFile(uint8_t port, uint32_t& fileId, uint32_t& streamId) {
+RecordingFile TavuDeviceEmulator::recordingFile(uint8_t port) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
-    fileId = currentFileId_;
-    streamId = 0;
+    return RecordingFile{currentFileId_, 0};
 }
 
-void TavuDeviceEmulator::recordingProgress(uint8_t port, uint64_t& numFrames, bool& inPretrigger) {
+RecordingProgress TavuDeviceEmulator::recordingProgress(uint8_t port) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
-    numFrames = recordingFlags_.recordedFrames.load();
-    inPretrigger = false;
+    return RecordingProgress{recordingFlags_.recordedFrames.load(), false};
 }
 
 }  // namespace tavu

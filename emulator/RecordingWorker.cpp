@@ -26,9 +26,9 @@ Clock::time_point endOfTimedRecording(Clock::time_point start, uint64_t micros) 
 bool limitReached(const RecordingJob& job, uint64_t recorded, Clock::time_point schedule,
                   Clock::time_point end) {
     switch (job.type) {
-        case kRecordFrameCount:
+        case StopCondition::FrameCount:
             return recorded >= job.count;
-        case kRecordMicroseconds:
+        case StopCondition::Time:
             return schedule >= end;
         default:
             return false;

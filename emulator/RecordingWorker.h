@@ -1,5 +1,6 @@
 #pragma once
 #include "emulator/FrameFile.h"
+#include "wire/Types.h"
 
 #include <atomic>
 #include <cstdint>
@@ -13,13 +14,9 @@ struct RecordingFlags {
     std::atomic<uint64_t> recordedFrames{0};
 };
 
-// Recording types: `count` is a number of frames, or a time in microseconds. Any other type
-// records until stopped.
-inline constexpr uint8_t kRecordFrameCount = 1;
-inline constexpr uint8_t kRecordMicroseconds = 2;
-
+// `count` is a number of frames, or a time in microseconds. Any other type records until stopped.
 struct RecordingJob {
-    uint8_t type = 0;
+    StopCondition type = StopCondition::None;
     uint64_t count = 0;
     uint32_t pixelsPerFrame = 0;
     FrameFile file;

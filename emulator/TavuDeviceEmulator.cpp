@@ -116,66 +116,61 @@ uint8_t TavuDeviceEmulator::portCount() { return 1; }
 std::string TavuDeviceEmulator::portName(uint8_t) { return kEmulatorPortName; }
 bool TavuDeviceEmulator::isCxp() { return false; }
 uint8_t TavuDeviceEmulator::percentUsed() { return 5; }
-uint8_t TavuDeviceEmulator::hardwareType() { return 1; }
+uint8_t TavuDeviceEmulator::hardwareType() { return HardwareType::Emulator; }
 
 void TavuDeviceEmulator::serialOpen(uint8_t, uint32_t, uint8_t, uint8_t) { notSupported(); }
 uint32_t TavuDeviceEmulator::serialGetBaudRate(uint8_t) { notSupported(); }
 void TavuDeviceEmulator::serialSetBaudRate(uint8_t, uint32_t) { notSupported(); }
-uint32_t TavuDeviceEmulator::serialRead(uint8_t, uint8_t*, uint32_t) { notSupported(); }
-uint32_t TavuDeviceEmulator::serialWrite(uint8_t, const uint8_t*, uint32_t) { notSupported(); }
+uint32_t TavuDeviceEmulator::serialRead(uint8_t, std::span<uint8_t>) { notSupported(); }
+uint32_t TavuDeviceEmulator::serialWrite(uint8_t, std::span<const uint8_t>) { notSupported(); }
 void TavuDeviceEmulator::serialClear(uint8_t) { notSupported(); }
 void TavuDeviceEmulator::serialClose(uint8_t) { notSupported(); }
-void TavuDeviceEmulator::registerRead(uint8_t, uint32_t, uint8_t*, uint32_t) { notSupported(); }
-void TavuDeviceEmulator::registerWrite(uint8_t, uint32_t, const uint8_t*, uint32_t) { notSupported(); }
+void TavuDeviceEmulator::registerRead(uint8_t, uint32_t, std::span<uint8_t>) { notSupported(); }
+void TavuDeviceEmulator::registerWrite(uint8_t, uint32_t, std::span<const uint8_t>) { notSupported(); }
 
 // Configuration and pairing. There is no camera to ask, so whatever the client gives is stored.
 // Each change is written back before the operation returns; a failed write leaves the change
 // in memory.
 
-void TavuDeviceEmulator::getPortConfig(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& pixelFormat,
-                                       uint32_t& tapGeometry) {
+PortConfig TavuDeviceEmulator::getPortConfig(uint8_t port) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
-    width = width_;
-    height = height_;
-    pixelFormat = pixelFormat_;
-    tapGeometry = tapGeometry_;
+    return PortConfig{width_, height_, pixelFormat_, tapGeometry_};
 }
 
 // Allowed during a recording: the frames keep their size, and only the header's clip follows.
-void TavuDeviceEmulator::setPortConfig(uint8_t port, uint16_t width, uint16_t height, uint32_t pixelFormat,
-                                       uint32_t tapGeometry) {
+void TavuDeviceEmulator::setPortConfig(uint8_t port, const PortConfig& config) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
-    width_ = width;
-    height_ = height;
-    pixelFormat_ = pixelFormat;
-    tapGeometry_ = tapGeometry;
+    width_ = config.width;
+    height_ = config.height;
+    pixelFormat_ = config.pixelFormat;
+    tapGeometry_ = config.tapGeometry;
     writePortConfig();
 }
 
-void TavuDeviceEmulator::storePairing(const uint8_t* info, uint32_t infoSize, uint16_t numFramesPerPacket) {
-    info_.assign(info, info + infoSize);
+void TavuDeviceEmulator::storePairing(std::span<const uint8_t> info, uint16_t numFramesPerPacket) {
+    info_.assign(info.begin(), info.end());
     framesPerPacket_ = numFramesPerPacket;
 }
 
-void TavuDeviceEmulator::pairPort(uint8_t port, const std::string& identity, const uint8_t* info,
-                                  uint32_t infoSize, uint16_t numFramesPerPacket) {
+void TavuDeviceEmulator::pairPort(uint8_t port, const std::string& identity, std::span<const uint8_t> info,
+                                  uint16_t numFramesPerPacket) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
     pairedTo_ = identity;
-    storePairing(info, infoSize, numFramesPerPacket);
+    storePairing(info, numFramesPerPacket);
     writePortConfig();
 }
 
-void TavuDeviceEmulator::repairPort(uint8_t port, const std::string& identity, const uint8_t* info,
-                                    uint32_t infoSize, uint16_t numFramesPerPacket) {
+void TavuDeviceEmulator::repairPort(uint8_t port, const std::string& identity, std::span<const uint8_t> info,
+                                    uint16_t numFramesPerPacket) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
     if (identity != pairedTo_) {
         throw std::runtime_error("Not paried to this camera");
     }
-    storePairing(info, infoSize, numFramesPerPacket);
+    storePairing(info, numFramesPerPacket);
     writePortConfig();
 }
 
@@ -183,14 +178,14 @@ void TavuDeviceEmulator::unpairPort(uint8_t port) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
     pairedTo_.clear();
-    storePairing(nullptr, 0, 0);
+    storePairing({}, 0);
     writePortConfig();
 }
 
-void TavuDeviceEmulator::portIdentity(uint8_t port, std::vector<uint8_t>& data) {
+std::vector<uint8_t> TavuDeviceEmulator::portIdentity(uint8_t port) {
     std::lock_guard guard(lock_);
     checkEmulatorPort(port);
-    data = info_;
+    return info_;
 }
 
 uint16_t TavuDeviceEmulator::framesPerPacket(uint8_t port) {
@@ -212,13 +207,13 @@ std::vector<FileRecord> TavuDeviceEmulator::listFiles() {
     return visible_;
 }
 
-void TavuDeviceEmulator::fileIdentity(uint32_t fileId, uint32_t, std::vector<uint8_t>& data) {
+std::vector<uint8_t> TavuDeviceEmulator::fileIdentity(uint32_t fileId, uint32_t) {
     std::lock_guard guard(lock_);
     const auto visible = std::ranges::find(visible_, fileId, &FileRecord::fileId);
     if (visible == visible_.end()) {
         throw std::runtime_error("Invalid fileId");
     }
-    data = visible->info;
+    return visible->info;
 }
 
 // Slots are tested by id, so a slot left free by a failed open still counts as open here.
@@ -246,20 +241,18 @@ void TavuDeviceEmulator::renameFile(uint32_t fileId, uint32_t, const std::string
     writeDescription(entries);
 }
 
-std::string TavuDeviceEmulator::setFileInfo(uint32_t fileId, uint32_t, const std::string& name, uint16_t width,
-                                            uint16_t height, uint64_t numImages, uint64_t numDroppedFrames,
-                                            uint64_t startTime, uint64_t endTime, uint64_t duration) {
+std::string TavuDeviceEmulator::setFileInfo(uint32_t fileId, uint32_t, const FileInfoUpdate& update) {
     std::lock_guard guard(lock_);
     const FileEntries entries = findFile(fileId);
     FileRecord& visible = *entries.visible;
-    visible.name = unusedFileName(visible_, name);
-    visible.width = width;
-    visible.height = height;
-    visible.numFrames = numImages;
-    visible.numDroppedFrames = numDroppedFrames;
-    visible.startTime = startTime;
-    visible.endTime = endTime;
-    visible.duration = duration;
+    visible.name = unusedFileName(visible_, update.name);
+    visible.width = update.width;
+    visible.height = update.height;
+    visible.numFrames = update.numImages;
+    visible.numDroppedFrames = update.numDroppedFrames;
+    visible.startTime = update.startTime;
+    visible.endTime = update.endTime;
+    visible.duration = update.duration;
     writeDescription(entries);
     return visible.name;
 }

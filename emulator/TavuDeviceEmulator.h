@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,64 +42,59 @@ public:
     void startRecovery() override;
     void finishRecovery() override;
     void cancelRecovery() override;
-    uint32_t recoveryStatus() override;
+    RecoveryStatus recoveryStatus() override;
     std::string recoveryError() override;
 
     void serialOpen(uint8_t port, uint32_t baudRate, uint8_t parity, uint8_t stopBits) override;
     uint32_t serialGetBaudRate(uint8_t port) override;
     void serialSetBaudRate(uint8_t port, uint32_t baudRate) override;
-    uint32_t serialRead(uint8_t port, uint8_t* buffer, uint32_t size) override;
-    uint32_t serialWrite(uint8_t port, const uint8_t* buffer, uint32_t size) override;
+    uint32_t serialRead(uint8_t port, std::span<uint8_t> buffer) override;
+    uint32_t serialWrite(uint8_t port, std::span<const uint8_t> data) override;
     void serialClear(uint8_t port) override;
     void serialClose(uint8_t port) override;
-    void registerRead(uint8_t port, uint32_t addr, uint8_t* buffer, uint32_t size) override;
-    void registerWrite(uint8_t port, uint32_t addr, const uint8_t* buffer, uint32_t size) override;
+    void registerRead(uint8_t port, uint32_t addr, std::span<uint8_t> buffer) override;
+    void registerWrite(uint8_t port, uint32_t addr, std::span<const uint8_t> data) override;
 
     uint8_t portCount() override;
     std::string portName(uint8_t port) override;
     bool isCxp() override;
 
     std::vector<FileRecord> listFiles() override;
-    void openFile(uint32_t& openFileId, std::string& mapping, uint32_t fileId, uint32_t streamId) override;
-    void fileInfo(uint32_t openFileId, uint16_t& width, uint16_t& height, uint32_t& imageSize, uint64_t& numFrames,
-                  uint64_t& size) override;
+    OpenedFile openFile(uint32_t fileId, uint32_t streamId) override;
+    OpenFileInfo fileInfo(uint32_t openFileId) override;
     void closeFile(uint32_t openFileId) override;
     void readFrame(uint32_t openFileId, uint64_t frame) override;
     void removeFile(uint32_t fileId, uint32_t streamId) override;
-    void fileIdentity(uint32_t fileId, uint32_t streamId, std::vector<uint8_t>& data) override;
+    std::vector<uint8_t> fileIdentity(uint32_t fileId, uint32_t streamId) override;
 
-    void pairPort(uint8_t port, const std::string& identity, const uint8_t* info, uint32_t infoSize,
+    void pairPort(uint8_t port, const std::string& identity, std::span<const uint8_t> info,
                   uint16_t numFramesPerPacket) override;
-    void repairPort(uint8_t port, const std::string& identity, const uint8_t* info, uint32_t infoSize,
+    void repairPort(uint8_t port, const std::string& identity, std::span<const uint8_t> info,
                     uint16_t numFramesPerPacket) override;
     void unpairPort(uint8_t port) override;
-    void portIdentity(uint8_t port, std::vector<uint8_t>& data) override;
+    std::vector<uint8_t> portIdentity(uint8_t port) override;
     uint16_t framesPerPacket(uint8_t port) override;
     std::string pairedTo(uint8_t port) override;
-    void getPortConfig(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& pixelFormat,
-                       uint32_t& tapGeometry) override;
-    void setPortConfig(uint8_t port, uint16_t width, uint16_t height, uint32_t pixelFormat,
-                       uint32_t tapGeometry) override;
+    PortConfig getPortConfig(uint8_t port) override;
+    void setPortConfig(uint8_t port, const PortConfig& config) override;
 
     void setup() override;
-    void startRecording(uint32_t portMask, uint8_t externalTrigger, uint8_t type, uint64_t count, bool usePretrigger,
-                        uint64_t pretriggerCount) override;
+    void startRecording(const RecordingRequest& request) override;
     void stopRecording() override;
     void softwareTrigger() override;
     bool isRecordingDone() override;
-    void recordingFile(uint8_t port, uint32_t& fileId, uint32_t& streamId) override;
-    void recordingProgress(uint8_t port, uint64_t& numFrames, bool& inPretrigger) override;
+    RecordingFile recordingFile(uint8_t port) override;
+    RecordingProgress recordingProgress(uint8_t port) override;
 
     void renameFile(uint32_t fileId, uint32_t streamId, const std::string& name) override;
-    std::string setFileInfo(uint32_t fileId, uint32_t streamId, const std::string& name, uint16_t width,
-                            uint16_t height, uint64_t numImages, uint64_t numDroppedFrames, uint64_t startTime,
-                            uint64_t endTime, uint64_t duration) override;
+    std::string setFileInfo(uint32_t fileId, uint32_t streamId, const FileInfoUpdate& update) override;
     uint8_t percentUsed() override;
     uint8_t hardwareType() override;
 
     std::string startLive(uint8_t port) override;
     void stopLive(uint8_t port) override;
-    void liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& imageSize) override;
+    FrameGeometry liveFrame(uint8_t port) override;
+
     bool isRecording() override;
 
 private:
@@ -132,7 +128,7 @@ private:
     FileEntries findFile(uint32_t fileId);
     PlaybackSlot& openSlot(uint32_t openFileId);
     uint32_t freeSlot();
-    void storePairing(const uint8_t* info, uint32_t infoSize, uint16_t numFramesPerPacket);
+    void storePairing(std::span<const uint8_t> info, uint16_t numFramesPerPacket);
 
     uint32_t nextFileId() const;
     FileRecord incompleteEntry() const;

@@ -1,12 +1,10 @@
 #include "hardware/DeviceType.h"
 
+#include "wire/Types.h"
+
 namespace tavu {
 
 namespace {
-
-constexpr uint8_t kUnknownFamily = 0;
-constexpr uint8_t kFirstFamily = 2;
-constexpr uint8_t kSecondFamily = 3;
 
 bool isFirstFamilyType(uint32_t deviceType) {
     return (deviceType >= 1 && deviceType <= 17) || deviceType == 20 || deviceType == 150 || deviceType == 151;
@@ -16,12 +14,12 @@ bool isFirstFamilyType(uint32_t deviceType) {
 
 uint8_t hardwareTypeOf(uint32_t deviceType) {
     if (isFirstFamilyType(deviceType)) {
-        return kFirstFamily;
+        return HardwareType::FirstFamily;
     }
     if (isSecondFamilyType(deviceType)) {
-        return kSecondFamily;
+        return HardwareType::SecondFamily;
     }
-    return kUnknownFamily;
+    return HardwareType::Unknown;
 }
 
 bool isCoaXPressType(uint32_t deviceType) {

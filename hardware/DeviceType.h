@@ -5,7 +5,7 @@ namespace tavu {
 
 // What the service derives from the recorder model's type number (HardwareInfo::deviceType).
 
-// The family of the recorder as clients see it: 2 and 3 for the two known families, 0 otherwise.
+// The family of the recorder as clients see it (HardwareType).
 uint8_t hardwareTypeOf(uint32_t deviceType);
 
 // True for the models whose camera link is CoaXPress.

@@ -129,7 +129,7 @@ void STavuDevice::configureStoredPorts(Quillon::Device& device) {
 
 void STavuDevice::refreshConnectionState(Quillon::Device& device) {
     connected_ = device.connectionState() == 0;
-    recoveryStatusValue_ = 0;
+    recoveryStatusValue_ = RecoveryStatus::NotRun;
 }
 
 bool STavuDevice::hasIncompleteFileNow(Quillon::Device& device) {

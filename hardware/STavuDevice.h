@@ -54,72 +54,62 @@ public:
     void startRecovery() override;
     void finishRecovery() override;
     void cancelRecovery() override;
-    uint32_t recoveryStatus() override;
+    RecoveryStatus recoveryStatus() override;
     std::string recoveryError() override;
 
     void serialOpen(uint8_t port, uint32_t baudRate, uint8_t parity, uint8_t stopBits) override;
     uint32_t serialGetBaudRate(uint8_t port) override;
     void serialSetBaudRate(uint8_t port, uint32_t baudRate) override;
-    uint32_t serialRead(uint8_t port, uint8_t* buffer, uint32_t size) override;
-    uint32_t serialWrite(uint8_t port, const uint8_t* buffer, uint32_t size) override;
+    uint32_t serialRead(uint8_t port, std::span<uint8_t> buffer) override;
+    uint32_t serialWrite(uint8_t port, std::span<const uint8_t> data) override;
     void serialClear(uint8_t port) override;
     void serialClose(uint8_t port) override;
-    void registerRead(uint8_t port, uint32_t addr, uint8_t* buffer, uint32_t size) override;
-    void registerWrite(uint8_t port, uint32_t addr, const uint8_t* buffer, uint32_t size) override;
+    void registerRead(uint8_t port, uint32_t addr, std::span<uint8_t> buffer) override;
+    void registerWrite(uint8_t port, uint32_t addr, std::span<const uint8_t> data) override;
 
     uint8_t portCount() override;
     std::string portName(uint8_t port) override;
     bool isCxp() override;
 
     std::vector<FileRecord> listFiles() override;
-    void openFile(uint32_t& openFileId, std::string& mapping, uint32_t fileId, uint32_t streamId) override;
-    void fileInfo(uint32_t openFileId, uint16_t& width, uint16_t& height, uint32_t& imageSize,
-                  uint64_t& numFrames, uint64_t& size) override;
+    OpenedFile openFile(uint32_t fileId, uint32_t streamId) override;
+    OpenFileInfo fileInfo(uint32_t openFileId) override;
     void closeFile(uint32_t openFileId) override;
     void readFrame(uint32_t openFileId, uint64_t frame) override;
     void removeFile(uint32_t fileId, uint32_t streamId) override;
-    void fileIdentity(uint32_t fileId, uint32_t streamId, std::vector<uint8_t>& data) override;
+    std::vector<uint8_t> fileIdentity(uint32_t fileId, uint32_t streamId) override;
 
-    void pairPort(uint8_t port, const std::string& identity, const uint8_t* info, uint32_t infoSize,
+    void pairPort(uint8_t port, const std::string& identity, std::span<const uint8_t> info,
                   uint16_t numFramesPerPacket) override;
-    void repairPort(uint8_t port, const std::string& identity, const uint8_t* info, uint32_t infoSize,
+    void repairPort(uint8_t port, const std::string& identity, std::span<const uint8_t> info,
                     uint16_t numFramesPerPacket) override;
     void unpairPort(uint8_t port) override;
-    void portIdentity(uint8_t port, std::vector<uint8_t>& data) override;
+    std::vector<uint8_t> portIdentity(uint8_t port) override;
     uint16_t framesPerPacket(uint8_t port) override;
     std::string pairedTo(uint8_t port) override;
-    void getPortConfig(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& pixelFormat,
-                       uint32_t& tapGeometry) override;
-    void setPortConfig(uint8_t port, uint16_t width, uint16_t height, uint32_t pixelFormat,
-                       uint32_t tapGeometry) override;
+    PortConfig getPortConfig(uint8_t port) override;
+    void setPortConfig(uint8_t port, const PortConfig& config) override;
 
     void setup() override;
-    void startRecording(uint32_t portMask, uint8_t externalTrigger, uint8_t type, uint64_t count,
-                        bool usePretrigger, uint64_t pretriggerCount) override;
+    void startRecording(const RecordingRequest& request) override;
     void stopRecording() override;
     void softwareTrigger() override;
     bool isRecordingDone() override;
-    void recordingFile(uint8_t port, uint32_t& fileId, uint32_t& streamId) override;
-    void recordingProgress(uint8_t port, uint64_t& numFrames, bool& inPretrigger) override;
+    RecordingFile recordingFile(uint8_t port) override;
+    RecordingProgress recordingProgress(uint8_t port) override;
 
     void renameFile(uint32_t fileId, uint32_t streamId, const std::string& name) override;
-    std::string setFileInfo(uint32_t fileId, uint32_t streamId, const std::string& name, uint16_t width,
-                            uint16_t height, uint64_t numImages, uint64_t numDroppedFrames, uint64_t startTime,
-                            uint64_t endTime, uint64_t duration) override;
+    std::string setFileInfo(uint32_t fileId, uint32_t streamId, const FileInfoUpdate& update) override;
     uint8_t percentUsed() override;
     uint8_t hardwareType() override;
 
     std::string startLive(uint8_t port) override;
     void stopLive(uint8_t port) override;
-    void liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& imageSize) override;
+    FrameGeometry liveFrame(uint8_t port) override;
+
     bool isRecording() override;
 
 private:
-    struct Progress {
-        uint64_t numFrames = 0;
-        bool inPretrigger = false;
-    };
-
     // All of these expect the device mutex to be held.
     boost::shared_ptr<Quillon::Device> libraryDevice();
     // Throws "Invalid port index.".
@@ -153,7 +143,7 @@ private:
                        uint32_t pixelFormat, uint32_t tapGeometry);
 
     // Pairing and the record files on the drive set.
-    void storePairing(uint8_t port, const uint8_t* info, uint32_t infoSize, uint16_t numFramesPerPacket);
+    void storePairing(uint8_t port, std::span<const uint8_t> info, uint16_t numFramesPerPacket);
     void writeConfigRecord(Quillon::Device& device);
     // Throws "no config file." when the drive set has none.
     void readConfigRecord(Quillon::Device& device);
@@ -164,7 +154,7 @@ private:
     void wakeUpSilentCameras(Quillon::Device& device, uint32_t portMask);
     void addPortsToRecord(Quillon::Device& device, Quillon::Record& record, uint32_t portMask,
                           std::vector<bool>& wasGrabbing);
-    Progress portProgress(Quillon::Device& device, uint32_t port);
+    RecordingProgress portProgress(Quillon::Device& device, uint32_t port);
     void finaliseFile(Quillon::DriveSet& driveSet, uint32_t fileId, const std::vector<uint32_t>& filePorts,
                       const std::vector<bool>& stillGrabbing);
     // The catalogue entry of one recorded stream of the port.
@@ -187,7 +177,7 @@ private:
     uint64_t totalBytesAtStart_ = 0;
     bool recordingActive_ = false;
     boost::shared_ptr<Quillon::Recovery> recovery_;
-    uint32_t recoveryStatusValue_ = 0;
+    RecoveryStatus recoveryStatusValue_ = RecoveryStatus::NotRun;
     std::string recoveryErrorText_;
     uint32_t incompleteFileId_ = 0;
     // The result of the last connection step; isConnected asks the library instead.

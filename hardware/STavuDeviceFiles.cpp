@@ -101,15 +101,14 @@ std::vector<FileRecord> STavuDevice::listFiles() {
     return catalogue_;
 }
 
-void STavuDevice::fileIdentity(uint32_t fileId, uint32_t streamId, std::vector<uint8_t>& data) {
+std::vector<uint8_t> STavuDevice::fileIdentity(uint32_t fileId, uint32_t streamId) {
     std::lock_guard guard(lock_);
     auto record = std::ranges::find_if(catalogue_, isPair(fileId, streamId));
     if (record != catalogue_.end() && !record->info.empty()) {
-        data = record->info;
-        return;
+        return record->info;
     }
     // A block too large for the file's metadata went into an info file of its own.
-    data = readInfoFile(*firstDriveSet(*libraryDevice(), kNoDriveSet), fileId, streamId);
+    return readInfoFile(*firstDriveSet(*libraryDevice(), kNoDriveSet), fileId, streamId);
 }
 
 void STavuDevice::removeFile(uint32_t fileId, uint32_t streamId) {
@@ -152,21 +151,19 @@ void STavuDevice::renameFile(uint32_t fileId, uint32_t streamId, const std::stri
     editRecord(fileId, streamId, [&](FileRecord& record) { record.name = name; });
 }
 
-std::string STavuDevice::setFileInfo(uint32_t fileId, uint32_t streamId, const std::string& name, uint16_t width,
-                                     uint16_t height, uint64_t numImages, uint64_t numDroppedFrames,
-                                     uint64_t startTime, uint64_t endTime, uint64_t duration) {
+std::string STavuDevice::setFileInfo(uint32_t fileId, uint32_t streamId, const FileInfoUpdate& update) {
     std::lock_guard guard(lock_);
-    const std::string finalName = unusedFileName(catalogue_, name);
+    const std::string finalName = unusedFileName(catalogue_, update.name);
     // Size, time stamp, block, port and camera stay as recorded.
     editRecord(fileId, streamId, [&](FileRecord& record) {
         record.name = finalName;
-        record.width = width;
-        record.height = height;
-        record.numFrames = numImages;
-        record.numDroppedFrames = numDroppedFrames;
-        record.startTime = startTime;
-        record.endTime = endTime;
-        record.duration = duration;
+        record.width = update.width;
+        record.height = update.height;
+        record.numFrames = update.numImages;
+        record.numDroppedFrames = update.numDroppedFrames;
+        record.startTime = update.startTime;
+        record.endTime = update.endTime;
+        record.duration = update.duration;
     });
     return finalName;
 }

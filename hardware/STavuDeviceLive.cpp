@@ -69,7 +69,7 @@ void STavuDevice::stopLive(uint8_t port) {
     libraryDevice()->port(port)->stopGrab();
 }
 
-void STavuDevice::liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& imageSize) {
+FrameGeometry STavuDevice::liveFrame(uint8_t port) {
     std::unique_lock deviceLock(lock_);
     PortState& state = portAt(port);
     boost::shared_ptr<Quillon::Port> libraryPort = libraryDevice()->port(port);
@@ -88,9 +88,10 @@ void STavuDevice::liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uin
     }
     boost::shared_ptr<Common::Frame> frame = grabFrame(*libraryPort);
     boost::shared_ptr<Common::DataType> type = frame->dataType();
-    width = static_cast<uint16_t>(type->width());
-    height = static_cast<uint16_t>(type->height());
-    imageSize = static_cast<uint32_t>(width) * height * 2;
+    FrameGeometry geometry;
+    geometry.width = static_cast<uint16_t>(type->width());
+    geometry.height = static_cast<uint16_t>(type->height());
+    geometry.imageSize = static_cast<uint32_t>(geometry.width) * geometry.height * 2;
     boost::shared_ptr<Common::Buffer> buffer = frame->buffer();
     if (type->bitDepth() != kLiveBitDepth) {
         throw std::runtime_error("Bad frame size.");
@@ -104,8 +105,9 @@ void STavuDevice::liveFrame(uint8_t port, uint16_t& width, uint16_t& height, uin
         throw std::runtime_error("Invalid shared memory mapping.");
     }
     // A frame larger than the region fills it and no more.
-    const uint64_t bytes = std::min({current.liveRegion.viewSize(), buffer->size(), uint64_t{imageSize}});
+    const uint64_t bytes = std::min({current.liveRegion.viewSize(), buffer->size(), uint64_t{geometry.imageSize}});
     std::memcpy(current.liveRegion.view(), buffer->data(), bytes);
+    return geometry;
 }
 
 }  // namespace tavu

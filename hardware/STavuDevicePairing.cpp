@@ -46,32 +46,32 @@ PortRecord storedForm(const PortState& port) {
 
 }  // namespace
 
-void STavuDevice::pairPort(uint8_t port, const std::string& identity, const uint8_t* info, uint32_t infoSize,
+void STavuDevice::pairPort(uint8_t port, const std::string& identity, std::span<const uint8_t> info,
                            uint16_t numFramesPerPacket) {
     std::lock_guard guard(lock_);
     // An earlier pairing is replaced without a question.
     portAt(port).pairedTo = identity;
-    storePairing(port, info, infoSize, numFramesPerPacket);
+    storePairing(port, info, numFramesPerPacket);
 }
 
-void STavuDevice::repairPort(uint8_t port, const std::string& identity, const uint8_t* info, uint32_t infoSize,
+void STavuDevice::repairPort(uint8_t port, const std::string& identity, std::span<const uint8_t> info,
                              uint16_t numFramesPerPacket) {
     std::lock_guard guard(lock_);
     if (identity != portAt(port).pairedTo) {
         throw std::runtime_error("Not paired to this camera.");
     }
-    storePairing(port, info, infoSize, numFramesPerPacket);
+    storePairing(port, info, numFramesPerPacket);
 }
 
-void STavuDevice::storePairing(uint8_t port, const uint8_t* info, uint32_t infoSize, uint16_t numFramesPerPacket) {
+void STavuDevice::storePairing(uint8_t port, std::span<const uint8_t> info, uint16_t numFramesPerPacket) {
     PortState& state = ports_[port];
-    state.pairInfo.assign(info, info + infoSize);
+    state.pairInfo.assign(info.begin(), info.end());
     state.framesPerPacket = numFramesPerPacket;
     // In memory and in the configuration record first, and only then in its own file. A failed
     // write leaves the memory state changed.
     boost::shared_ptr<Quillon::Device> device = libraryDevice();
     writeConfigRecord(*device);
-    if (infoSize > kMaxInlineBlock) {
+    if (info.size() > kMaxInlineBlock) {
         writePairRecord(*device, port, state.pairInfo);
     }
 }
@@ -86,7 +86,7 @@ void STavuDevice::unpairPort(uint8_t port) {
     writeConfigRecord(*libraryDevice());
 }
 
-void STavuDevice::portIdentity(uint8_t port, std::vector<uint8_t>& data) {
+std::vector<uint8_t> STavuDevice::portIdentity(uint8_t port) {
     std::lock_guard guard(lock_);
     PortState& state = portAt(port);
     // No block in memory: either there is none, or a large one waits in the ".pair" file since the
@@ -94,7 +94,7 @@ void STavuDevice::portIdentity(uint8_t port, std::vector<uint8_t>& data) {
     if (state.pairInfo.empty()) {
         readPairRecord(*libraryDevice(), port);
     }
-    data = state.pairInfo;
+    return state.pairInfo;
 }
 
 uint16_t STavuDevice::framesPerPacket(uint8_t port) {
@@ -107,18 +107,13 @@ std::string STavuDevice::pairedTo(uint8_t port) {
     return portAt(port).pairedTo;
 }
 
-void STavuDevice::getPortConfig(uint8_t port, uint16_t& width, uint16_t& height, uint32_t& pixelFormat,
-                                uint32_t& tapGeometry) {
+PortConfig STavuDevice::getPortConfig(uint8_t port) {
     std::lock_guard guard(lock_);
     const PortState& state = portAt(port);
-    width = state.width;
-    height = state.height;
-    pixelFormat = state.pixelFormat;
-    tapGeometry = state.tapGeometry;
+    return PortConfig{state.width, state.height, state.pixelFormat, state.tapGeometry};
 }
 
-void STavuDevice::setPortConfig(uint8_t port, uint16_t width, uint16_t height, uint32_t pixelFormat,
-                                uint32_t tapGeometry) {
+void STavuDevice::setPortConfig(uint8_t port, const PortConfig& config) {
     std::lock_guard guard(lock_);
     const PortState& state = portAt(port);
     boost::shared_ptr<Quillon::Device> device = libraryDevice();
@@ -127,11 +122,10 @@ void STavuDevice::setPortConfig(uint8_t port, uint16_t width, uint16_t height, u
     }
     // Unchanged values touch neither the recorder nor the drive set; a port that setup detached
     // therefore stays detached until its values change.
-    if (width == state.width && height == state.height && pixelFormat == state.pixelFormat &&
-        tapGeometry == state.tapGeometry) {
+    if (config == PortConfig{state.width, state.height, state.pixelFormat, state.tapGeometry}) {
         return;
     }
-    configurePort(*device, port, width, height, pixelFormat, tapGeometry);
+    configurePort(*device, port, config.width, config.height, config.pixelFormat, config.tapGeometry);
     writeConfigRecord(*device);
 }
 

@@ -52,7 +52,7 @@ OpenFileSlot& STavuDevice::openSlot(uint32_t openFileId) {
     return openFiles_[openFileId];
 }
 
-void STavuDevice::openFile(uint32_t& openFileId, std::string& mapping, uint32_t fileId, uint32_t streamId) {
+OpenedFile STavuDevice::openFile(uint32_t fileId, uint32_t streamId) {
     std::lock_guard guard(lock_);
     // The file's share lasts for this call; the stream's share goes to the slot. Neither id is
     // checked against the catalogue: the library says whether they exist.
@@ -68,19 +68,13 @@ void STavuDevice::openFile(uint32_t& openFileId, std::string& mapping, uint32_t 
         throw std::runtime_error("Failed to create shared memory mapping");
     }
     slot.stream = std::move(stream);
-    openFileId = slot.id;
-    mapping = slot.region.mappingName();
+    return OpenedFile{slot.id, slot.region.mappingName()};
 }
 
-void STavuDevice::fileInfo(uint32_t openFileId, uint16_t& width, uint16_t& height, uint32_t& imageSize,
-                           uint64_t& numFrames, uint64_t& size) {
+OpenFileInfo STavuDevice::fileInfo(uint32_t openFileId) {
     std::lock_guard guard(lock_);
     const OpenFileSlot& slot = openSlot(openFileId);
-    width = slot.width;
-    height = slot.height;
-    imageSize = slot.imageSize;
-    numFrames = slot.numFrames;
-    size = slot.size;
+    return OpenFileInfo{slot.width, slot.height, slot.imageSize, slot.numFrames, slot.size};
 }
 
 void STavuDevice::closeFile(uint32_t openFileId) {

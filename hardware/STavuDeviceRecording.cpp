@@ -13,6 +13,7 @@
 #include "library/Trigger.h"
 #include "records/FileTime.h"
 #include "records/InfoRecord.h"
+#include "wire/Types.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -29,19 +30,9 @@ using Quillon::TriggerElement;
 // Storage of a frame beyond its pixels.
 constexpr uint32_t kFrameOverheadBytes = 0x180;
 
-// Bits of externalTrigger.
-constexpr uint8_t kExternalStart = 0x01;
-constexpr uint8_t kExternalStop = 0x02;
-constexpr uint8_t kStartInputVariant = 0x10;
-constexpr uint8_t kStopInputVariant = 0x20;
-
 // Inputs of the record control element.
 constexpr uint32_t kStartInput = 0;
 constexpr uint32_t kStopInput = 1;
-
-// Values of the stop condition; any other means none.
-constexpr uint8_t kStopAfterFrames = 1;
-constexpr uint8_t kStopAfterTime = 2;
 
 void set(TriggerElement& element, const char* parameter, const ParameterValue& value) {
     element.parameter(parameter)->set(value);
@@ -61,14 +52,14 @@ bool inMask(uint32_t portMask, uint32_t port) { return port < 32 && (portMask & 
 void programExternalStart(TriggerBank& bank, TriggerElement& control, uint8_t externalTrigger,
                           bool usePretrigger, uint64_t pretriggerCount) {
     boost::shared_ptr<TriggerElement> external = bank.element(TriggerBank::KindExternalInput, 0);
-    const bool start = (externalTrigger & kExternalStart) != 0;
+    const bool start = (externalTrigger & ExternalStart) != 0;
     if (start) {
-        control.connectInput(external, kStartInput, (externalTrigger & kStartInputVariant) != 0);
+        control.connectInput(external, kStartInput, (externalTrigger & ExternalStartVariant) != 0);
     }
     setFlag(control, "Start Enable", start);
-    const bool stop = (externalTrigger & kExternalStop) != 0;
+    const bool stop = (externalTrigger & ExternalStop) != 0;
     if (stop) {
-        control.connectInput(external, kStopInput, (externalTrigger & kStopInputVariant) != 0);
+        control.connectInput(external, kStopInput, (externalTrigger & ExternalStopVariant) != 0);
     }
     setFlag(control, "Stop Enable", stop);
     setFlag(control, "Pretrigger Enable", usePretrigger);
@@ -100,13 +91,14 @@ void programStart(TriggerBank& bank, TriggerElement& control, uint8_t externalTr
     }
 }
 
-// count is the library's, in the library's units; a frame count is cut to 32 bits.
-void programStop(TriggerElement& control, uint8_t type, uint64_t count) {
-    if (type == kStopAfterFrames) {
+// count is the library's, in the library's units; a frame count is cut to 32 bits. A type
+// other than the two limits means none.
+void programStop(TriggerElement& control, StopCondition type, uint64_t count) {
+    if (type == StopCondition::FrameCount) {
         setFlag(control, "Stop Time Enable", false);
         setFlag(control, "Stop Frame Count Enable", true);
         set(control, "Stop Frame Count Value", ParameterValue::unsigned32(static_cast<uint32_t>(count)));
-    } else if (type == kStopAfterTime) {
+    } else if (type == StopCondition::Time) {
         setFlag(control, "Stop Frame Count Enable", false);
         setFlag(control, "Stop Time Enable", true);
         set(control, "Stop Time Value", ParameterValue::unsigned64(count));
@@ -137,8 +129,8 @@ void addToGroup(std::vector<FileGroup>& groups, uint32_t fileId, uint32_t port) 
 
 }  // namespace
 
-void STavuDevice::startRecording(uint32_t portMask, uint8_t externalTrigger, uint8_t type, uint64_t count,
-                                 bool usePretrigger, uint64_t pretriggerCount) {
+void STavuDevice::startRecording(const RecordingRequest& request) {
+    const uint32_t portMask = request.portMask;
     if (portMask == 0) {
         throw std::runtime_error("At least one port must be enabled for record.");
     }
@@ -166,8 +158,8 @@ void STavuDevice::startRecording(uint32_t portMask, uint8_t externalTrigger, uin
     addPortsToRecord(*device, *record, portMask, wasGrabbing);
     boost::shared_ptr<TriggerBank> bank = device->triggerBank();
     boost::shared_ptr<TriggerElement> control = bank->element(TriggerBank::KindRecordControl, 0);
-    programStart(*bank, *control, externalTrigger, usePretrigger, pretriggerCount);
-    programStop(*control, type, count);
+    programStart(*bank, *control, request.externalTrigger, request.usePretrigger, request.pretriggerCount);
+    programStop(*control, request.type, request.count);
 
     recordingActive_ = true;
     record->start(0);
@@ -241,36 +233,33 @@ bool STavuDevice::isRecording() {
     return recordingActive_;
 }
 
-void STavuDevice::recordingFile(uint8_t port, uint32_t& fileId, uint32_t& streamId) {
+RecordingFile STavuDevice::recordingFile(uint8_t port) {
     std::lock_guard guard(lock_);
     // The file id is known only after the stop; meanwhile it is the previous recording's.
     const PortState& state = portAt(port);
-    fileId = state.fileId;
-    streamId = state.streamId;
+    return RecordingFile{state.fileId, state.streamId};
 }
 
-void STavuDevice::recordingProgress(uint8_t port, uint64_t& numFrames, bool& inPretrigger) {
+RecordingProgress STavuDevice::recordingProgress(uint8_t port) {
     std::lock_guard guard(lock_);
     portAt(port);
     boost::shared_ptr<Quillon::Device> device = libraryDevice();
     if (device->kind() == Quillon::Device::KindVirtual) {
         throw std::runtime_error(kVirtualCannotRecord);
     }
-    const Progress progress = portProgress(*device, port);
-    numFrames = progress.numFrames;
-    inPretrigger = progress.inPretrigger;
+    return portProgress(*device, port);
 }
 
-STavuDevice::Progress STavuDevice::portProgress(Quillon::Device& device, uint32_t port) {
+RecordingProgress STavuDevice::portProgress(Quillon::Device& device, uint32_t port) {
     PortState& state = ports_[port];
     if (!recordingActive_) {
-        return Progress{state.numFrames, false};
+        return RecordingProgress{state.numFrames, false};
     }
     // Asked of the library whether or not the port takes part.
     boost::shared_ptr<Quillon::Record> record = device.record();
     boost::shared_ptr<Quillon::Record::Status> status = record->status(device.port(port));
     state.numFrames = status->frames;
-    return Progress{status->frames, status->state == Quillon::Record::Status::StatePretrigger};
+    return RecordingProgress{status->frames, status->state == Quillon::Record::Status::StatePretrigger};
 }
 
 void STavuDevice::stopRecording() {

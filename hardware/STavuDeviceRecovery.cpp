@@ -12,16 +12,6 @@
 
 namespace tavu {
 
-namespace {
-
-// Values of recoveryStatus.
-constexpr uint32_t kRecoveryRunning = 1;
-constexpr uint32_t kRecoveryFailed = 2;
-constexpr uint32_t kRecoveryDone = 3;
-constexpr uint32_t kRecoveryCancelled = 4;
-
-}  // namespace
-
 boost::shared_ptr<Quillon::DriveSet> STavuDevice::recoveryDriveSet() {
     return firstDriveSet(*libraryDevice(), kNoDriveSet);
 }
@@ -44,21 +34,21 @@ void STavuDevice::startRecovery() {
     recovery_ = driveSet->recover(incompleteFileId_);
 }
 
-uint32_t STavuDevice::recoveryStatus() {
+RecoveryStatus STavuDevice::recoveryStatus() {
     std::lock_guard guard(lock_);
     if (!recovery_) {
         return recoveryStatusValue_;
     }
     if (recovery_->isCancelled()) {
-        recoveryStatusValue_ = kRecoveryCancelled;
+        recoveryStatusValue_ = RecoveryStatus::Cancelled;
         recovery_.reset();
     } else if (!recovery_->isFinished()) {
-        recoveryStatusValue_ = kRecoveryRunning;
+        recoveryStatusValue_ = RecoveryStatus::Running;
     } else if (recovery_->isSuccessful()) {
-        recoveryStatusValue_ = kRecoveryDone;
+        recoveryStatusValue_ = RecoveryStatus::Done;
         recovery_.reset();
     } else {
-        recoveryStatusValue_ = kRecoveryFailed;
+        recoveryStatusValue_ = RecoveryStatus::Failed;
         recoveryErrorText_ = recovery_->errorText().c_str();
         recovery_.reset();
     }

@@ -89,7 +89,8 @@ void STavuDevice::serialSetBaudRate(uint8_t port, uint32_t baudRate) {
     serial->setEnabled(true);
 }
 
-uint32_t STavuDevice::serialRead(uint8_t port, uint8_t* buffer, uint32_t size) {
+uint32_t STavuDevice::serialRead(uint8_t port, std::span<uint8_t> buffer) {
+    const auto size = static_cast<uint32_t>(buffer.size());
     std::unique_lock deviceLock(lock_);
     PortState& state = portAt(port);
     boost::shared_ptr<Quillon::SerialPort> serial = openChannel(state);
@@ -100,18 +101,19 @@ uint32_t STavuDevice::serialRead(uint8_t port, uint8_t* buffer, uint32_t size) {
     if (!serial->receive(received, kReceiveTimeout, Quillon::String())) {
         throw std::runtime_error("Serial port recieve failed.");
     }
-    std::copy_n(received->data(), size, buffer);
+    std::copy_n(received->data(), size, buffer.data());
     return size;
 }
 
-uint32_t STavuDevice::serialWrite(uint8_t port, const uint8_t* buffer, uint32_t size) {
+uint32_t STavuDevice::serialWrite(uint8_t port, std::span<const uint8_t> data) {
+    const auto size = static_cast<uint32_t>(data.size());
     std::unique_lock deviceLock(lock_);
     PortState& state = portAt(port);
     boost::shared_ptr<Quillon::SerialPort> serial = openChannel(state);
     std::unique_lock portLock = handOver(deviceLock, state);
     requireEnabled(*serial);
     boost::shared_ptr<Common::Buffer> sent = transferBuffer(size);
-    std::copy_n(buffer, size, sent->data());
+    std::copy_n(data.data(), size, sent->data());
     // send reports nothing, so the whole size counts as sent.
     serial->send(sent);
     return size;
@@ -135,7 +137,8 @@ void STavuDevice::serialClose(uint8_t port) {
     state.serialPort.reset();
 }
 
-void STavuDevice::registerRead(uint8_t port, uint32_t addr, uint8_t* buffer, uint32_t size) {
+void STavuDevice::registerRead(uint8_t port, uint32_t addr, std::span<uint8_t> buffer) {
+    const auto size = static_cast<uint32_t>(buffer.size());
     std::unique_lock deviceLock(lock_);
     PortState& state = portAt(port);
     boost::shared_ptr<Quillon::Port> libraryPort = libraryDevice()->port(port);
@@ -143,16 +146,17 @@ void STavuDevice::registerRead(uint8_t port, uint32_t addr, uint8_t* buffer, uin
     boost::shared_ptr<Common::Buffer> memory = transferBuffer(size);
     // Bytes in camera memory order: the client orders them.
     libraryPort->readMemory(memory, addr, 0);
-    std::copy_n(memory->data(), size, buffer);
+    std::copy_n(memory->data(), size, buffer.data());
 }
 
-void STavuDevice::registerWrite(uint8_t port, uint32_t addr, const uint8_t* buffer, uint32_t size) {
+void STavuDevice::registerWrite(uint8_t port, uint32_t addr, std::span<const uint8_t> data) {
+    const auto size = static_cast<uint32_t>(data.size());
     std::unique_lock deviceLock(lock_);
     PortState& state = portAt(port);
     boost::shared_ptr<Quillon::Port> libraryPort = libraryDevice()->port(port);
     std::unique_lock portLock = handOver(deviceLock, state);
     boost::shared_ptr<Common::Buffer> memory = transferBuffer(size);
-    std::copy_n(buffer, size, memory->data());
+    std::copy_n(data.data(), size, memory->data());
     libraryPort->writeMemory(memory, addr, 0);
 }
 

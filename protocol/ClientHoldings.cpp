@@ -49,11 +49,11 @@ void releaseHoldings(ClientHoldings& holdings, DeviceManager& manager, Clients& 
         }
     };
     for (const LivePortRef& live : holdings.livePorts) {
-        swallow([&] { manager.stopLive(live.device, live.port); });
+        swallow([&] { manager.deviceAt(live.device).stopLive(live.port); });
     }
     holdings.livePorts.clear();
     for (const OpenFileRef& file : holdings.openFiles) {
-        swallow([&] { manager.closeFile(file.device, file.openFileId); });
+        swallow([&] { manager.deviceAt(file.device).closeFile(file.openFileId); });
     }
     holdings.openFiles.clear();
     const uint32_t queueId = clients.takeQueue(holdings);

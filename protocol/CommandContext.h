@@ -1,6 +1,7 @@
 #pragma once
 #include <concepts>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -8,6 +9,7 @@
 #include "encoding/ObjectValue.h"
 #include "wire/DeviceEvent.h"
 #include "wire/Commands.h"
+#include "wire/Types.h"
 
 namespace tavu {
 
@@ -20,10 +22,7 @@ void sendResult(MessageWriter& writer, uint32_t count);
 void sendError(MessageWriter& writer, const char* text);
 
 // Bytes that stay where they are: a blob parameter inside the request, or a blob of a reply.
-struct BlobView {
-    const uint8_t* data;
-    uint32_t size;
-};
+using BlobView = std::span<const uint8_t>;
 
 // One value of a reply, in the shortest encoding of its kind.
 template <std::unsigned_integral Number>
@@ -33,8 +32,7 @@ void writeValue(MessageWriter& writer, Number value) {
 }
 inline void writeValue(MessageWriter& writer, bool value) { writer.writeBool(value); }
 inline void writeValue(MessageWriter& writer, const std::string& value) { writer.writeString(value); }
-inline void writeValue(MessageWriter& writer, BlobView blob) { writer.writeBlob(blob.data, blob.size); }
-inline void writeValue(MessageWriter& writer, const std::vector<uint8_t>& blob) {
+inline void writeValue(MessageWriter& writer, BlobView blob) {
     writer.writeBlob(blob.data(), static_cast<uint32_t>(blob.size()));
 }
 // An event always goes out as the map of its three fields.

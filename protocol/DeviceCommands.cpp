@@ -8,38 +8,38 @@ void deviceCount(CommandContext& context) { context.reply("count", context.manag
 
 void deviceName(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("name", context.manager.name(device));
+    context.reply("name", context.manager.deviceAt(device).name());
 }
 
 void deviceConnected(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("connected", context.manager.isConnected(device));
+    context.reply("connected", context.manager.deviceAt(device).isConnected());
 }
 
 void isCxp(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("isCxp", context.manager.isCxp(device));
+    context.reply("isCxp", context.manager.deviceAt(device).isCxp());
 }
 
 void portCount(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("count", context.manager.portCount(device));
+    context.reply("count", context.manager.deviceAt(device).portCount());
 }
 
 void portName(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.reply("name", context.manager.portName(device, port));
+    context.reply("name", context.manager.deviceAt(device).portName(port));
 }
 
 void percentUsed(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("percent", context.manager.percentUsed(device));
+    context.reply("percent", context.manager.deviceAt(device).percentUsed());
 }
 
 void hardwareType(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("hardwareType", context.manager.hardwareType(device));
+    context.reply("hardwareType", context.manager.deviceAt(device).hardwareType());
 }
 
 // The flag records the hold so that a client that goes away gives the lock back. Neither

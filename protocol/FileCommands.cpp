@@ -11,14 +11,11 @@ namespace tavu::commands {
 
 namespace {
 
-constexpr uint32_t FileEntryPairs = 14;
-
 void writeFileEntry(MessageWriter& writer, const FileRecord& file) {
-    writer.writeMapHeader(FileEntryPairs);
-    writePairs(writer, "name", file.name, "port", file.port, "camera", file.camera, "fileId", file.fileId, "streamId",
-               file.streamId, "width", file.width, "height", file.height, "numFrames", file.numFrames,
-               "numDroppedFrames", file.numDroppedFrames, "size", file.size, "timestamp", file.timestamp, "duration",
-               file.duration, "startTime", file.startTime, "endTime", file.endTime);
+    writer.writeMapHeader(FileEntryFieldCount);
+#define TAVU_WRITE_FILE_FIELD(field) writePairs(writer, #field, file.field);
+    TAVU_FILE_ENTRY_FIELDS(TAVU_WRITE_FILE_FIELD)
+#undef TAVU_WRITE_FILE_FIELD
 }
 
 // A playback belongs to the connection that opened it: another can't touch it even if it
@@ -34,7 +31,7 @@ void requireOpenedHere(const CommandContext& context, const OpenFileRef& file) {
 
 void listFiles(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    const std::vector<FileRecord> files = context.manager.listFiles(device);
+    const std::vector<FileRecord> files = context.manager.deviceAt(device).listFiles();
     sendResult(context.writer, 1);
     context.writer.writeString("files");
     context.writer.writeArrayHeader(static_cast<uint32_t>(files.size()));
@@ -47,24 +44,18 @@ void openFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
-    uint32_t openFileId = 0;
-    std::string mapping;
-    context.manager.openFile(device, openFileId, mapping, fileId, streamId);
-    context.holdings.openFiles.push_back({openFileId, device});
-    context.reply("openFileId", openFileId, "mapping", mapping);
+    const OpenedFile opened = context.manager.deviceAt(device).openFile(fileId, streamId);
+    context.holdings.openFiles.push_back({opened.openFileId, device});
+    context.reply("openFileId", opened.openFileId, "mapping", opened.mapping);
 }
 
 void fileInfo(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t openFileId = context.u32("openFileId");
     requireOpenedHere(context, {openFileId, device});
-    uint16_t width = 0;
-    uint16_t height = 0;
-    uint32_t imageSize = 0;
-    uint64_t numFrames = 0;
-    uint64_t size = 0;
-    context.manager.fileInfo(device, openFileId, width, height, imageSize, numFrames, size);
-    context.reply("width", width, "height", height, "imageSize", imageSize, "numFrames", numFrames, "size", size);
+    const OpenFileInfo info = context.manager.deviceAt(device).fileInfo(openFileId);
+    context.reply("width", info.width, "height", info.height, "imageSize", info.imageSize, "numFrames", info.numFrames,
+                  "size", info.size);
 }
 
 // The entry stays when the device fails, so that the clean-up at disconnect tries again.
@@ -73,7 +64,7 @@ void closeFile(CommandContext& context) {
     const uint32_t openFileId = context.u32("openFileId");
     const OpenFileRef file{openFileId, device};
     requireOpenedHere(context, file);
-    context.manager.closeFile(device, openFileId);
+    context.manager.deviceAt(device).closeFile(openFileId);
     std::erase(context.holdings.openFiles, file);
     context.reply();
 }
@@ -83,7 +74,7 @@ void readFrame(CommandContext& context) {
     const uint32_t openFileId = context.u32("openFileId");
     const uint64_t frame = context.u64("frame");
     requireOpenedHere(context, {openFileId, device});
-    context.manager.readFrame(device, openFileId, frame);
+    context.manager.deviceAt(device).readFrame(openFileId, frame);
     context.reply();
 }
 
@@ -91,7 +82,8 @@ void removeFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
-    context.manager.removeFile(device, fileId, streamId);
+    context.manager.deviceAt(device).removeFile(fileId, streamId);
+    context.manager.notifyFilesChanged(device);
     context.reply();
 }
 
@@ -99,9 +91,7 @@ void fileIdentity(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
-    std::vector<uint8_t> data;
-    context.manager.fileIdentity(device, fileId, streamId, data);
-    context.reply("data", data);
+    context.reply("data", context.manager.deviceAt(device).fileIdentity(fileId, streamId));
 }
 
 void renameFile(CommandContext& context) {
@@ -110,7 +100,10 @@ void renameFile(CommandContext& context) {
     const uint32_t streamId = context.u32("streamId");
     const std::string name = context.text("name");
     const bool notify = context.boolean("notify");
-    context.manager.renameFile(device, fileId, streamId, name, notify);
+    context.manager.deviceAt(device).renameFile(fileId, streamId, name);
+    if (notify) {
+        context.manager.notifyFilesChanged(device);
+    }
     context.reply();
 }
 
@@ -120,17 +113,20 @@ void setFileInfo(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint32_t fileId = context.u32("fileId");
     const uint32_t streamId = context.u32("streamId");
-    const std::string name = context.text("name");
-    const uint16_t width = context.u16("width");
-    const uint16_t height = context.u16("height");
-    const uint64_t numImages = context.u64("numImages");
-    const uint64_t numDroppedFrames = context.u64("numDroppedFrames");
-    const uint64_t startTime = context.optionalU64("startTime");
-    const uint64_t endTime = context.optionalU64("endTime");
-    const uint64_t duration = context.u64("duration");
-    const bool notify = context.boolean("notify");
-    const std::string usedName = context.manager.setFileInfo(device, fileId, streamId, name, width, height, numImages,
-                                                             numDroppedFrames, startTime, endTime, duration, notify);
+    FileInfoUpdate update;
+    update.name = context.text("name");
+    update.width = context.u16("width");
+    update.height = context.u16("height");
+    update.numImages = context.u64("numImages");
+    update.numDroppedFrames = context.u64("numDroppedFrames");
+    update.startTime = context.optionalU64("startTime");
+    update.endTime = context.optionalU64("endTime");
+    update.duration = context.u64("duration");
+    update.notify = context.boolean("notify");
+    const std::string usedName = context.manager.deviceAt(device).setFileInfo(fileId, streamId, update);
+    if (update.notify) {
+        context.manager.notifyFilesChanged(device);
+    }
     context.reply("name", usedName);
 }
 

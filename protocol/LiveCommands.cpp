@@ -13,7 +13,7 @@ namespace tavu::commands {
 void startLive(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    const std::string mapping = context.manager.startLive(device, port);
+    const std::string mapping = context.manager.deviceAt(device).startLive(port);
     context.holdings.livePorts.push_back({port, device});
     context.reply("mapping", mapping);
 }
@@ -27,7 +27,7 @@ void stopLive(CommandContext& context) {
     if (std::find(livePorts.begin(), livePorts.end(), live) == livePorts.end()) {
         throw std::runtime_error("Live not started by this connection.");
     }
-    context.manager.stopLive(device, port);
+    context.manager.deviceAt(device).stopLive(port);
     std::erase(livePorts, live);
     context.reply();
 }
@@ -35,11 +35,8 @@ void stopLive(CommandContext& context) {
 void liveFrame(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    uint16_t width = 0;
-    uint16_t height = 0;
-    uint32_t imageSize = 0;
-    context.manager.liveFrame(device, port, width, height, imageSize);
-    context.reply("width", width, "height", height, "imageSize", imageSize);
+    const FrameGeometry frame = context.manager.deviceAt(device).liveFrame(port);
+    context.reply("width", frame.width, "height", frame.height, "imageSize", frame.imageSize);
 }
 
 }  // namespace tavu::commands

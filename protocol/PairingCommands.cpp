@@ -28,70 +28,69 @@ Pairing pairingParams(const CommandContext& context) {
 
 void setup(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.setup(device);
+    context.manager.deviceAt(device).setup();
     context.reply();
 }
 
 void pairPort(CommandContext& context) {
     const Pairing pairing = pairingParams(context);
-    context.manager.pairPort(pairing.device, pairing.port, pairing.identity, pairing.info.data, pairing.info.size,
-                             pairing.numFramesPerPacket);
+    context.manager.deviceAt(pairing.device).pairPort(pairing.port, pairing.identity, pairing.info,
+                                                      pairing.numFramesPerPacket);
+    context.manager.broadcast(DeviceEvent{DeviceEvent::PairingChanged, pairing.device, pairing.port});
     context.reply();
 }
 
 void pairedTo(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.reply("pairedTo", context.manager.pairedTo(device, port));
+    context.reply("pairedTo", context.manager.deviceAt(device).pairedTo(port));
 }
 
 void repairPort(CommandContext& context) {
     const Pairing pairing = pairingParams(context);
-    context.manager.repairPort(pairing.device, pairing.port, pairing.identity, pairing.info.data, pairing.info.size,
-                               pairing.numFramesPerPacket);
+    // Unlike its neighbours, a repair changes no pairing that other clients show, and posts nothing.
+    context.manager.deviceAt(pairing.device).repairPort(pairing.port, pairing.identity, pairing.info,
+                                                        pairing.numFramesPerPacket);
     context.reply();
 }
 
 void unpairPort(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.manager.unpairPort(device, port);
+    context.manager.deviceAt(device).unpairPort(port);
+    context.manager.broadcast(DeviceEvent{DeviceEvent::PairingChanged, device, port});
     context.reply();
 }
 
 void portIdentity(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    std::vector<uint8_t> data;
-    context.manager.portIdentity(device, port, data);
-    context.reply("data", data);
+    context.reply("data", context.manager.deviceAt(device).portIdentity(port));
 }
 
 void framesPerPacket(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.reply("numFramesPerPacket", context.manager.framesPerPacket(device, port));
+    context.reply("numFramesPerPacket", context.manager.deviceAt(device).framesPerPacket(port));
 }
 
 void getPortConfig(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    uint16_t width = 0;
-    uint16_t height = 0;
-    uint32_t pixelFormat = 0;
-    uint32_t tapGeometry = 0;
-    context.manager.getPortConfig(device, port, width, height, pixelFormat, tapGeometry);
-    context.reply("width", width, "height", height, "pixelFormat", pixelFormat, "tapGeometry", tapGeometry);
+    const PortConfig config = context.manager.deviceAt(device).getPortConfig(port);
+    context.reply("width", config.width, "height", config.height, "pixelFormat", config.pixelFormat, "tapGeometry",
+                  config.tapGeometry);
 }
 
 void setPortConfig(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    const uint16_t width = context.u16("width");
-    const uint16_t height = context.u16("height");
-    const uint32_t pixelFormat = context.u32("pixelFormat");
-    const uint32_t tapGeometry = context.u32("tapGeometry");
-    context.manager.setPortConfig(device, port, width, height, pixelFormat, tapGeometry);
+    PortConfig config;
+    config.width = context.u16("width");
+    config.height = context.u16("height");
+    config.pixelFormat = context.u32("pixelFormat");
+    config.tapGeometry = context.u32("tapGeometry");
+    context.manager.deviceAt(device).setPortConfig(port, config);
     context.reply();
 }
 

@@ -7,89 +7,89 @@ namespace tavu::commands {
 
 void hasIncompleteFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("hasIncompleteFile", context.manager.hasIncompleteFile(device));
+    context.reply("hasIncompleteFile", context.manager.deviceAt(device).hasIncompleteFile());
 }
 
 void discardIncompleteFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.discardIncompleteFile(device);
+    context.manager.deviceAt(device).discardIncompleteFile();
     context.reply();
 }
 
 void startRecovery(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.startRecovery(device);
+    context.manager.deviceAt(device).startRecovery();
     context.reply();
 }
 
 void cancelRecovery(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.cancelRecovery(device);
+    context.manager.deviceAt(device).cancelRecovery();
     context.reply();
 }
 
 void recoveryStatus(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("status", context.manager.recoveryStatus(device));
+    context.reply("status", static_cast<uint32_t>(context.manager.deviceAt(device).recoveryStatus()));
 }
 
 // The one success whose "result" holds a key called "error".
 void recoveryError(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("error", context.manager.recoveryError(device));
+    context.reply("error", context.manager.deviceAt(device).recoveryError());
 }
 
 void finishRecovery(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.finishRecovery(device);
+    context.manager.deviceAt(device).finishRecovery();
     context.reply();
 }
 
 void startRecording(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    const uint32_t portMask = context.u32("portMask");
-    const uint8_t externalTrigger = context.u8("externalTrigger");
-    const uint8_t type = context.u8("type");
-    const uint64_t count = context.u64("count");
-    const bool usePretrigger = context.boolean("usePretrigger");
-    const uint64_t pretriggerCount = context.u64("pretriggerCount");
-    context.manager.startRecording(device, portMask, externalTrigger, type, count, usePretrigger, pretriggerCount);
+    RecordingRequest request;
+    request.portMask = context.u32("portMask");
+    request.externalTrigger = context.u8("externalTrigger");
+    request.type = StopCondition{context.u8("type")};
+    request.count = context.u64("count");
+    request.usePretrigger = context.boolean("usePretrigger");
+    request.pretriggerCount = context.u64("pretriggerCount");
+    context.manager.deviceAt(device).startRecording(request);
+    // The port field carries the mask of the recording, not a port number.
+    context.manager.broadcast(DeviceEvent{DeviceEvent::RecordingStarted, device, request.portMask});
     context.reply();
 }
 
 void stopRecording(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.stopRecording(device);
+    context.manager.deviceAt(device).stopRecording();
+    context.manager.broadcast(DeviceEvent{DeviceEvent::RecordingStopped, device, 0});
     context.reply();
 }
 
 void softwareTrigger(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.manager.softwareTrigger(device);
+    context.manager.deviceAt(device).softwareTrigger();
     context.reply();
 }
 
 void isRecordingDone(CommandContext& context) {
     const uint32_t device = context.deviceId();
-    context.reply("done", context.manager.isRecordingDone(device));
+    context.reply("done", context.manager.deviceAt(device).isRecordingDone());
 }
 
 void recordingFile(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    uint32_t fileId = 0;
-    uint32_t streamId = 0;
-    context.manager.recordingFile(device, port, fileId, streamId);
-    context.reply("fileId", fileId, "streamId", streamId);
+    const RecordingFile file = context.manager.deviceAt(device).recordingFile(port);
+    context.reply("fileId", file.fileId, "streamId", file.streamId);
 }
 
 void recordingProgress(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    uint64_t numFrames = 0;
-    bool inPretrigger = false;
-    context.manager.recordingProgress(device, port, numFrames, inPretrigger);
-    context.reply("numFrames", numFrames, "inPretrigger", inPretrigger);
+    const RecordingProgress progress = context.manager.deviceAt(device).recordingProgress(port);
+    context.reply("numFrames", progress.numFrames, "inPretrigger", progress.inPretrigger);
 }
 
 }  // namespace tavu::commands

@@ -5,19 +5,10 @@
 #include "registry/DeviceManager.h"
 
 // Traffic to a camera passes through uninterpreted: blobs in, blobs out.
-namespace tavu::commands {
-
-namespace {
-
+//
 // The size that a read asks for comes off the wire: the buffer is made only once the device is
-// known, so that a request for gigabytes from a device that doesn't exist costs nothing. The
-// lookup raises what the manager's own would.
-std::vector<uint8_t> bufferFor(CommandContext& context, uint32_t device, uint32_t size) {
-    context.manager.deviceAt(device);
-    return std::vector<uint8_t>(size);
-}
-
-}  // namespace
+// known, so that a request for gigabytes from a device that doesn't exist costs nothing.
+namespace tavu::commands {
 
 void serialOpen(CommandContext& context) {
     const uint32_t device = context.deviceId();
@@ -25,21 +16,21 @@ void serialOpen(CommandContext& context) {
     const uint32_t baudRate = context.u32("baudRate");
     const uint8_t parity = context.u8("parity");
     const uint8_t stopBits = context.u8("stopBits");
-    context.manager.serialOpen(device, port, baudRate, parity, stopBits);
+    context.manager.deviceAt(device).serialOpen(port, baudRate, parity, stopBits);
     context.reply();
 }
 
 void serialGetBaudRate(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.reply("baudRate", context.manager.serialGetBaudRate(device, port));
+    context.reply("baudRate", context.manager.deviceAt(device).serialGetBaudRate(port));
 }
 
 void serialSetBaudRate(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
     const uint32_t baudRate = context.u32("baudRate");
-    context.manager.serialSetBaudRate(device, port, baudRate);
+    context.manager.deviceAt(device).serialSetBaudRate(port, baudRate);
     context.reply();
 }
 
@@ -48,8 +39,9 @@ void serialRead(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
     const uint32_t size = context.u32("size");
-    std::vector<uint8_t> buffer = bufferFor(context, device, size);
-    const uint32_t delivered = context.manager.serialRead(device, port, buffer.data(), size);
+    ITavuDevice& target = context.manager.deviceAt(device);
+    std::vector<uint8_t> buffer(size);
+    const uint32_t delivered = target.serialRead(port, buffer);
     // A device that claims more than the buffer holds must not make the reply read past it.
     context.reply("data", BlobView{buffer.data(), std::min(delivered, size)});
 }
@@ -58,20 +50,20 @@ void serialWrite(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
     const BlobView data = context.blob("data");
-    context.reply("size", context.manager.serialWrite(device, port, data.data, data.size));
+    context.reply("size", context.manager.deviceAt(device).serialWrite(port, data));
 }
 
 void serialClear(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.manager.serialClear(device, port);
+    context.manager.deviceAt(device).serialClear(port);
     context.reply();
 }
 
 void serialClose(CommandContext& context) {
     const uint32_t device = context.deviceId();
     const uint8_t port = context.port();
-    context.manager.serialClose(device, port);
+    context.manager.deviceAt(device).serialClose(port);
     context.reply();
 }
 
@@ -81,8 +73,9 @@ void registerRead(CommandContext& context) {
     const uint8_t port = context.port();
     const uint32_t addr = context.u32("addr");
     const uint32_t size = context.u32("size");
-    std::vector<uint8_t> buffer = bufferFor(context, device, size);
-    context.manager.registerRead(device, port, addr, buffer.data(), size);
+    ITavuDevice& target = context.manager.deviceAt(device);
+    std::vector<uint8_t> buffer(size);
+    target.registerRead(port, addr, buffer);
     context.reply("data", buffer);
 }
 
@@ -91,7 +84,7 @@ void registerWrite(CommandContext& context) {
     const uint8_t port = context.port();
     const uint32_t addr = context.u32("addr");
     const BlobView data = context.blob("data");
-    context.manager.registerWrite(device, port, addr, data.data, data.size);
+    context.manager.deviceAt(device).registerWrite(port, addr, data);
     context.reply();
 }
 

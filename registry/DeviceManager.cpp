@@ -46,8 +46,10 @@ void DeviceManager::stop() {
 void DeviceManager::stopRecordings() {
     for (uint32_t index = 0, count = deviceCount(); index < count; ++index) {
         try {
-            if (deviceAt(index).isRecording()) {
-                stopRecording(index);
+            ITavuDevice& device = deviceAt(index);
+            if (device.isRecording()) {
+                device.stopRecording();
+                broadcast(DeviceEvent{DeviceEvent::RecordingStopped, index, 0});
             }
         } catch (...) {
             // A stopping service prints nothing; the other devices are still stopped.
@@ -76,11 +78,6 @@ void DeviceManager::updateDevices() {
         recorders_->update([this](std::unique_ptr<ITavuDevice> device) { devices_.push_back(std::move(device)); });
     }
 }
-
-
-
-
-
 uint32_t DeviceManager::deviceCount() {
     std::lock_guard guard(lock_);
     return static_cast<uint32_t>(devices_.size());

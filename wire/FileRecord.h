@@ -3,6 +3,15 @@
 #include <string>
 #include <vector>
 
+// The fields of a file entry of listFiles, in wire order, each sent under its member's name. The
+// service's writer and the client's reader both expand this list. The identity block is not
+// sent, and the stored description (records/MetaRecord) has an order of its own.
+// clang-format off
+#define TAVU_FILE_ENTRY_FIELDS(X)                                                          \
+    X(name) X(port) X(camera) X(fileId) X(streamId) X(width) X(height) X(numFrames)         \
+    X(numDroppedFrames) X(size) X(timestamp) X(duration) X(startTime) X(endTime)
+// clang-format on
+
 namespace tavu {
 
 // One recorded stream of a device's catalogue, named by (fileId, streamId). A value: copies own
@@ -27,6 +36,10 @@ struct FileRecord {
 
     bool operator==(const FileRecord&) const = default;
 };
+
+#define TAVU_FILE_ENTRY_COUNT(field) +1
+inline constexpr uint32_t FileEntryFieldCount = 0 TAVU_FILE_ENTRY_FIELDS(TAVU_FILE_ENTRY_COUNT);
+#undef TAVU_FILE_ENTRY_COUNT
 
 // The name a recording gets when a client asks for `requested`: that name, else "name(1)",
 // "name(2)", ... until no record of `records` has it. The recording being renamed counts too,

@@ -172,10 +172,10 @@ protected:
         emu->setPortConfig(0, 0, {width, height, 0, 0});
     }
     FileRecord recordFrames(uint64_t frames) {
-        emu->startRecording(0, {1, 0, client::StopCondition::FrameCount, frames, false, 0});
+        emu->startRecording(0, {1, 0, StopCondition::FrameCount, frames, false, 0});
         EXPECT_TRUE(eventually([&] { return emu->isRecordingDone(0); }));
         emu->stopRecording(0);
-        const client::RecordingFile file = emu->recordingFile(0, 0);
+        const RecordingFile file = emu->recordingFile(0, 0);
         for (const FileRecord& record : emu->listFiles(0)) {
             if (record.fileId == file.fileId && record.streamId == file.streamId) {
                 return record;

@@ -23,29 +23,25 @@ EmulatorTest::~EmulatorTest() {
 }
 
 void prepare(TavuDeviceEmulator& device, uint16_t width, uint16_t height) {
-    device.setPortConfig(0, width, height, 7, 9);
-    device.pairPort(0, "cam", kBlock.data(), static_cast<uint32_t>(kBlock.size()), 4);
+    device.setPortConfig(0, {width, height, 7, 9});
+    device.pairPort(0, "cam", {kBlock.data(), static_cast<uint32_t>(kBlock.size())}, 4);
 }
 
 void record(TavuDeviceEmulator& device, uint64_t frames) {
-    device.startRecording(1, 0, 1, frames, false, 0);
+    device.startRecording({1, 0, StopCondition{1}, frames, false, 0});
     EXPECT_TRUE(eventually([&] { return device.isRecordingDone(); }));
     device.stopRecording();
 }
 
 uint64_t progress(TavuDeviceEmulator& device) {
-    uint64_t frames = 0;
-    bool inPretrigger = true;
-    device.recordingProgress(0, frames, inPretrigger);
-    EXPECT_FALSE(inPretrigger);
-    return frames;
+    const RecordingProgress progress = device.recordingProgress(0);
+    EXPECT_FALSE(progress.inPretrigger);
+    return progress.numFrames;
 }
 
 std::vector<uint32_t> portConfig(TavuDeviceEmulator& device) {
-    uint16_t width = 0, height = 0;
-    uint32_t pixelFormat = 0, tapGeometry = 0;
-    device.getPortConfig(0, width, height, pixelFormat, tapGeometry);
-    return {width, height, pixelFormat, tapGeometry};
+    const PortConfig config = device.getPortConfig(0);
+    return {config.width, config.height, config.pixelFormat, config.tapGeometry};
 }
 
 std::vector<std::string> fileNames(TavuDeviceEmulator& device) {
@@ -57,9 +53,7 @@ std::vector<std::string> fileNames(TavuDeviceEmulator& device) {
 }
 
 OpenedFile openFile(TavuDeviceEmulator& device, uint32_t fileId) {
-    OpenedFile opened;
-    device.openFile(opened.openFileId, opened.mapping, fileId, 0);
-    return opened;
+    return device.openFile(fileId, 0);
 }
 
 bool regionExists(const std::string& mapping) { return fs::exists("/dev/shm/" + mapping); }

@@ -43,10 +43,6 @@ uint64_t progress(TavuDeviceEmulator& device);
 std::vector<uint32_t> portConfig(TavuDeviceEmulator& device);
 std::vector<std::string> fileNames(TavuDeviceEmulator& device);
 
-struct OpenedFile {
-    uint32_t openFileId = 0;
-    std::string mapping;
-};
 OpenedFile openFile(TavuDeviceEmulator& device, uint32_t fileId);
 
 bool regionExists(const std::string& mapping);

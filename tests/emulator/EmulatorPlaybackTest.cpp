@@ -67,27 +67,25 @@ TEST_F(EmulatorTest, SlotsAreReusedAndTheirRegionsVanishWhenClosed) {
 
 TEST_F(EmulatorTest, LiveViewFillsItsRegionWithARampThatRunsOn) {
     TavuDeviceEmulator device;
-    uint16_t width = 0, height = 0;
-    uint32_t imageSize = 0;
     EXPECT_FAILS_WITH(device.startLive(0), "Failed to create memory mapping");  // a frame of 0 bytes
-    EXPECT_FAILS_WITH(device.liveFrame(0, width, height, imageSize), "Live not started");
+    EXPECT_FAILS_WITH(device.liveFrame(0), "Live not started");
     EXPECT_FAILS_WITH(device.stopLive(0), "Live not started");
     EXPECT_FAILS_WITH(device.startLive(1), "Invalid port");
-    device.setPortConfig(0, 4, 4, 0, 0);
+    device.setPortConfig(0, {4, 4, 0, 0});
     for (int run = 0; run < 2; ++run) {
         const std::string mapping = device.startLive(0);
         EXPECT_FAILS_WITH(device.startLive(0), "Live alrady started");
         SharedRegion view;
         ASSERT_TRUE(view.open(mapping));
         const auto* bytes = static_cast<const uint8_t*>(view.view());
-        device.liveFrame(0, width, height, imageSize);
+        device.liveFrame(0);
         expectRamp(bytes, 0, 16, 0);
         // A new geometry is reported, but the region keeps its size.
-        device.setPortConfig(0, 8, 8, 0, 0);
-        device.liveFrame(0, width, height, imageSize);
-        EXPECT_EQ(std::vector<uint32_t>({width, height, imageSize}), std::vector<uint32_t>({8, 8, 128}));
+        device.setPortConfig(0, {8, 8, 0, 0});
+        const FrameGeometry frame = device.liveFrame(0);
+        EXPECT_EQ(std::vector<uint32_t>({frame.width, frame.height, frame.imageSize}), std::vector<uint32_t>({8, 8, 128}));
         expectRamp(bytes, 0, 16, 1);
-        device.setPortConfig(0, 4, 4, 0, 0);
+        device.setPortConfig(0, {4, 4, 0, 0});
         device.stopLive(0);
         EXPECT_FALSE(regionExists(mapping));
     }

@@ -15,14 +15,13 @@ TEST_F(EmulatorTest, CountedRecordingWritesItsFramesAndPublishesTheFile) {
     TavuDeviceEmulator device;
     prepare(device, 4, 4);
     const uint64_t before = currentFileTime();
-    device.startRecording(1, 0, 1, 10, true, 5);
+    device.startRecording({1, 0, StopCondition{1}, 10, true, 5});
     EXPECT_TRUE(device.hasIncompleteFile());
-    uint32_t fileId = 0, streamId = 9;
-    device.recordingFile(0, fileId, streamId);
-    EXPECT_EQ(std::make_pair(fileId, streamId), std::make_pair(1u, 0u));
+    const RecordingFile current = device.recordingFile(0);
+    EXPECT_EQ(std::make_pair(current.fileId, current.streamId), std::make_pair(1u, 0u));
     ASSERT_TRUE(eventually([&] { return device.isRecordingDone(); }));
     // A recording that ended by itself still has to be stopped.
-    EXPECT_FAILS_WITH(device.startRecording(1, 0, 1, 10, false, 0), "Already recording");
+    EXPECT_FAILS_WITH(device.startRecording({1, 0, StopCondition{1}, 10, false, 0}), "Already recording");
     device.stopRecording();
     EXPECT_FAILS_WITH(device.stopRecording(), "Not recording");
 
@@ -42,7 +41,7 @@ TEST_F(EmulatorTest, CountedRecordingWritesItsFramesAndPublishesTheFile) {
 TEST_F(EmulatorTest, TimedRecordingOfOneSecondHasExactly32Frames) {
     TavuDeviceEmulator device;
     prepare(device, 4, 4);
-    device.startRecording(1, 0, 2, 1'000'000, false, 0);
+    device.startRecording({1, 0, StopCondition{2}, 1'000'000, false, 0});
     ASSERT_TRUE(eventually([&] { return device.isRecordingDone(); }));
     device.stopRecording();
     EXPECT_EQ(device.listFiles().at(0).numFrames, 32u);
@@ -51,7 +50,7 @@ TEST_F(EmulatorTest, TimedRecordingOfOneSecondHasExactly32Frames) {
 TEST_F(EmulatorTest, UnlimitedRecordingRunsUntilStoppedAndEveryRecordingHasAFrame) {
     TavuDeviceEmulator device;
     prepare(device, 4, 4);
-    device.startRecording(1, 0, 7, 1, false, 0);
+    device.startRecording({1, 0, StopCondition{7}, 1, false, 0});
     ASSERT_TRUE(eventually([&] { return progress(device) >= 3; }));
     EXPECT_FALSE(device.isRecordingDone());
     device.stopRecording();
@@ -62,19 +61,17 @@ TEST_F(EmulatorTest, UnlimitedRecordingRunsUntilStoppedAndEveryRecordingHasAFram
 
 TEST_F(EmulatorTest, RecordingNeedsPairingConfigurationAndTheOnePort) {
     TavuDeviceEmulator device;
-    EXPECT_FAILS_WITH(device.startRecording(2, 0, 1, 1, false, 0), "Invalid port mask");
-    device.setPortConfig(0, 4, 4, 0, 0);
-    EXPECT_FAILS_WITH(device.startRecording(1, 0, 1, 1, false, 0), "Not paired/configured.");
-    device.pairPort(0, "cam", nullptr, 0, 1);
-    device.setPortConfig(0, 4, 0, 0, 0);
-    EXPECT_FAILS_WITH(device.startRecording(1, 0, 1, 1, false, 0), "Not paired/configured.");
-    device.setPortConfig(0, 4, 4, 0, 0);
-    device.startRecording(1, 2, 1, 1, false, 0);  // an external trigger is swallowed
+    EXPECT_FAILS_WITH(device.startRecording({2, 0, StopCondition{1}, 1, false, 0}), "Invalid port mask");
+    device.setPortConfig(0, {4, 4, 0, 0});
+    EXPECT_FAILS_WITH(device.startRecording({1, 0, StopCondition{1}, 1, false, 0}), "Not paired/configured.");
+    device.pairPort(0, "cam", {}, 1);
+    device.setPortConfig(0, {4, 0, 0, 0});
+    EXPECT_FAILS_WITH(device.startRecording({1, 0, StopCondition{1}, 1, false, 0}), "Not paired/configured.");
+    device.setPortConfig(0, {4, 4, 0, 0});
+    device.startRecording({1, 2, StopCondition{1}, 1, false, 0});  // an external trigger is swallowed
     EXPECT_FAILS_WITH(device.stopRecording(), "Not recording");
-    uint32_t fileId = 0, streamId = 0;
-    device.recordingFile(0, fileId, streamId);
-    EXPECT_EQ(fileId, 0xFFFFFFFFu);
-    EXPECT_FAILS_WITH(device.recordingFile(1, fileId, streamId), "Invalid port");
+    EXPECT_EQ(device.recordingFile(0).fileId, 0xFFFFFFFFu);
+    EXPECT_FAILS_WITH(device.recordingFile(1), "Invalid port");
 }
 
 TEST_F(EmulatorTest, RecordingCutOffByAKilledProcessIsFoundAndDiscarded) {
@@ -83,7 +80,7 @@ TEST_F(EmulatorTest, RecordingCutOffByAKilledProcessIsFoundAndDiscarded) {
             TavuDeviceEmulator device;
             prepare(device, 4, 4);
             record(device, 1);
-            device.startRecording(1, 0, 7, 0, false, 0);
+            device.startRecording({1, 0, StopCondition{7}, 0, false, 0});
             eventually([&] { return progress(device) >= 2; });
             std::raise(SIGKILL);
         },

@@ -21,7 +21,7 @@ TEST_F(EmulatorTest, FreshFolderGivesAnEmptyUnpairedDevice) {
     uint8_t byte = 0;
     // Refused before the port is even looked at.
     EXPECT_FAILS_WITH(device.serialOpen(9, 9600, 0, 1), "not supported");
-    EXPECT_FAILS_WITH(device.registerWrite(200, 0x300C, &byte, 1), "not supported");
+    EXPECT_FAILS_WITH(device.registerWrite(200, 0x300C, {&byte, 1}), "not supported");
     EXPECT_FAILS_WITH(device.pairedTo(1), "Invalid port");
 }
 
@@ -29,23 +29,20 @@ TEST_F(EmulatorTest, PairingAndConfigurationPersist) {
     {
         TavuDeviceEmulator device;
         prepare(device, 640, 480);
-        EXPECT_FAILS_WITH(device.repairPort(0, "other", kBlock.data(), 3, 1), "Not paried to this camera");
+        EXPECT_FAILS_WITH(device.repairPort(0, "other", {kBlock.data(), 3}, 1), "Not paried to this camera");
         const std::vector<uint8_t> large(20000, 0xAB);  // stands in the record whatever its size
-        device.repairPort(0, "cam", large.data(), static_cast<uint32_t>(large.size()), 8);
+        device.repairPort(0, "cam", {large.data(), static_cast<uint32_t>(large.size())}, 8);
     }
     TavuDeviceEmulator device;
     EXPECT_EQ(device.pairedTo(0), "cam");
     EXPECT_EQ(device.framesPerPacket(0), 8);
-    std::vector<uint8_t> block;
-    device.portIdentity(0, block);
-    EXPECT_EQ(block, std::vector<uint8_t>(20000, 0xAB));
+    EXPECT_EQ(device.portIdentity(0), std::vector<uint8_t>(20000, 0xAB));
     EXPECT_EQ(portConfig(device), std::vector<uint32_t>({640, 480, 7, 9}));
 
     device.unpairPort(0);
     TavuDeviceEmulator reopened;
     EXPECT_EQ(reopened.pairedTo(0), "");
-    reopened.portIdentity(0, block);
-    EXPECT_TRUE(block.empty());
+    EXPECT_TRUE(reopened.portIdentity(0).empty());
     EXPECT_EQ(portConfig(reopened), std::vector<uint32_t>({640, 480, 7, 9}));
 }
 
@@ -62,9 +59,9 @@ TEST_F(EmulatorTest, GarbageOrUnusableFolderStillGivesAWorkingDevice) {
     // A failed write-back keeps the change in memory.
     const std::string failure = "Failed to open file: " + (deviceFolder() / ".meta").string();
     EXPECT_FAILS_WITH(prepare(device, 4, 4), failure.c_str());
-    EXPECT_FAILS_WITH(device.pairPort(0, "cam", nullptr, 0, 1), failure.c_str());
+    EXPECT_FAILS_WITH(device.pairPort(0, "cam", {}, 1), failure.c_str());
     EXPECT_EQ(device.pairedTo(0), "cam");
-    EXPECT_FAILS_WITH(device.startRecording(1, 0, 1, 1, false, 0), "Failed to create file");
+    EXPECT_FAILS_WITH(device.startRecording({1, 0, StopCondition{1}, 1, false, 0}), "Failed to create file");
 }
 
 TEST_F(EmulatorTest, PortConfigurationBeforeABrokenElementIsKept) {
@@ -92,8 +89,8 @@ TEST_F(EmulatorTest, NamesFollowTheirRulesAndPersistWithTheDescriptions) {
         device.renameFile(1, 0, "a");
         device.renameFile(2, 5, "a");  // a name may be used twice
         device.renameFile(2, 5, "a(1)");
-        EXPECT_EQ(device.setFileInfo(3, 0, "a", 8, 2, 5, 1, 10, 20, 30), "a(2)");
-        EXPECT_EQ(device.setFileInfo(1, 0, "a", 4, 4, 1, 0, 0, 0, 0), "a(3)");  // its own name counts
+        EXPECT_EQ(device.setFileInfo(3, 0, FileInfoUpdate{"a", 8, 2, 5, 1, 10, 20, 30}), "a(2)");
+        EXPECT_EQ(device.setFileInfo(1, 0, FileInfoUpdate{"a", 4, 4, 1, 0, 0, 0, 0}), "a(3)");  // its own name counts
         EXPECT_FAILS_WITH(device.renameFile(4, 0, "x"), "Invalid fileId");
     }
     TavuDeviceEmulator device;
@@ -105,11 +102,8 @@ TEST_F(EmulatorTest, NamesFollowTheirRulesAndPersistWithTheDescriptions) {
     // Geometry comes from the catalogue, the count from the description: frames beyond the file
     // read without an error.
     const OpenedFile opened = openFile(device, 3);
-    uint16_t width = 0, height = 0;
-    uint32_t imageSize = 0;
-    uint64_t numFrames = 0, size = 0;
-    device.fileInfo(opened.openFileId, width, height, imageSize, numFrames, size);
-    EXPECT_EQ(std::vector<uint64_t>({width, height, imageSize, numFrames, size}),
+    const OpenFileInfo info = device.fileInfo(opened.openFileId);
+    EXPECT_EQ(std::vector<uint64_t>({info.width, info.height, info.imageSize, info.numFrames, info.size}),
               std::vector<uint64_t>({4, 4, 32, 5, 32}));
     device.readFrame(opened.openFileId, 4);
     EXPECT_FAILS_WITH(device.readFrame(opened.openFileId, 5), "Invalid frame index");
@@ -128,9 +122,7 @@ TEST_F(EmulatorTest, EntryWithoutDescriptionIsCataloguedButNotShown) {
     EXPECT_EQ(fileNames(device), (std::vector<std::string>{"1", "3"}));
     EXPECT_FAILS_WITH(openFile(device, 2), "Invalid fileId");
     EXPECT_FAILS_WITH(device.removeFile(2, 0), "Invalid fileId");
-    std::vector<uint8_t> block;
-    device.fileIdentity(3, 0, block);
-    EXPECT_EQ(block, kBlock);
+    EXPECT_EQ(device.fileIdentity(3, 0), kBlock);
     record(device, 1);
     EXPECT_EQ(device.listFiles().back().fileId, 4u);
 }

@@ -45,7 +45,7 @@ TEST_F(Catalogue, NamesAndFieldsReachTheDriveAndRemovalTakesTheFileWithItsLastSt
     client().renameFile(0, fileId, first, "a", true);
     EXPECT_EQ(nextEvent(queue), (DeviceEvent{DeviceEvent::FilesChanged, 0, 0}));
     // Saving under a taken name numbers it; the edited recording counts as taking its own name.
-    client::FileInfoUpdate update{"a", 20, 10, 3, 1, 5, 6, 7, false};
+    FileInfoUpdate update{"a", 20, 10, 3, 1, 5, 6, 7, false};
     EXPECT_EQ(client().setFileInfo(0, fileId, second, update), "a(1)");
     EXPECT_EQ(client().setFileInfo(0, fileId, second, update), "a(2)");
     update.name = "a(2)";

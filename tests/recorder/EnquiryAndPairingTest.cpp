@@ -98,7 +98,7 @@ TEST_F(Pairing, TheBlockLimitDecidesWhereThePairingLivesAndBothSurviveARestart) 
     EXPECT_EQ(client().portIdentity(0, 0), atLimit);
     EXPECT_EQ(client().portIdentity(0, 1), overLimit);
     EXPECT_EQ(client().framesPerPacket(0, 1), 3);
-    EXPECT_EQ(client().getPortConfig(0, 0), (client::PortConfig{1024, 768, 1, 2}));
+    EXPECT_EQ(client().getPortConfig(0, 0), (PortConfig{1024, 768, 1, 2}));
 
     // The pairing is checked against the camera it names.
     try {
@@ -121,7 +121,7 @@ TEST_F(Pairing, PortConfigurationDescribesTheFramesToThePort) {
     startService(4);
     const struct {
         uint32_t device;
-        client::PortConfig config;
+        PortConfig config;
         uint32_t clockedWidth;
     } cases[] = {{0, {2048, 480, 0, 0}, 512}, {1, {2048, 480, 0, 0}, 1024}, {2, {2048, 480, 0, 0}, 256},
                  {3, {1000, 480, 0, 10}, 333}, {3, {1200, 480, 0, 19}, 300}, {3, {1200, 480, 0, 7}, 1200}};

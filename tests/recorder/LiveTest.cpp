@@ -39,7 +39,7 @@ TEST_F(Live, AWaitingGrabHoldsUpNothingAndARecordingHandsThePortBack) {
     });
     ASSERT_TRUE(service->waitUntilIdle());
 
-    client::FrameGeometry geometry;
+    FrameGeometry geometry;
     std::string mapping;
     EXPECT_TRUE(answersAtOnce([&] { mapping = client().startLive(0, 0); }));
     EXPECT_TRUE(answersAtOnce([&] { geometry = client().liveFrame(0, 0); }));
@@ -56,7 +56,7 @@ TEST_F(Live, AWaitingGrabHoldsUpNothingAndARecordingHandsThePortBack) {
     }));
     // 20 frames at 100 per second take the port from its live view for 0.2 s.
     EXPECT_TRUE(answersAtOnce([&] {
-        client().startRecording(0, {1, 0, client::StopCondition::FrameCount, 20, false, 0});
+        client().startRecording(0, {1, 0, StopCondition::FrameCount, 20, false, 0});
     }));
     EXPECT_EQ(silent.wait_for(0s), std::future_status::timeout) << "the grab ended early";
     ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));

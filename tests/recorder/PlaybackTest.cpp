@@ -15,12 +15,12 @@ TEST_F(Playback, OpenFilesReadTheCameraFramesReuseTheLowestIdAndBarRemoval) {
     const FileRecord& second = files[1];
 
     // The same stream twice: two ids with a region each.
-    const client::OpenedFile a = client().openFile(0, second.fileId, second.streamId);
-    const client::OpenedFile b = client().openFile(0, second.fileId, second.streamId);
+    const OpenedFile a = client().openFile(0, second.fileId, second.streamId);
+    const OpenedFile b = client().openFile(0, second.fileId, second.streamId);
     EXPECT_EQ(a.openFileId, 0u);
     EXPECT_EQ(b.openFileId, 1u);
     EXPECT_NE(a.mapping, b.mapping);
-    const client::OpenFileInfo info = client().fileInfo(0, b.openFileId);
+    const OpenFileInfo info = client().fileInfo(0, b.openFileId);
     EXPECT_EQ(info.width, 16u);
     EXPECT_EQ(info.height, 4u);
     EXPECT_EQ(info.imageSize, 16u * 4 * 2);
@@ -49,7 +49,7 @@ TEST_F(Playback, OpenFilesReadTheCameraFramesReuseTheLowestIdAndBarRemoval) {
     EXPECT_EQ(serviceError([&] { client().closeFile(0, a.openFileId); }), "File not opened by this connection.");
     client().readFrame(0, b.openFileId, 7);
     EXPECT_TRUE(isCameraFrame(viewB.frame(info.imageSize), 16, 4, 1, 7));
-    const client::OpenedFile c = client().openFile(0, files[0].fileId, files[0].streamId);
+    const OpenedFile c = client().openFile(0, files[0].fileId, files[0].streamId);
     EXPECT_EQ(c.openFileId, 0u);
     client().readFrame(0, c.openFileId, 5);
     EXPECT_TRUE(isCameraFrame(client::FrameView(c.mapping).frame(info.imageSize), 16, 4, 0, 5));

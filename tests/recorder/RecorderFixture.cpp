@@ -113,7 +113,7 @@ std::vector<FileRecord> RecorderFixture::recordFrames(uint32_t portMask, uint64_
         }
     }
     const size_t before = client().listFiles(0).size();
-    client().startRecording(0, {portMask, 0, client::StopCondition::FrameCount, frames, false, 0});
+    client().startRecording(0, {portMask, 0, StopCondition::FrameCount, frames, false, 0});
     EXPECT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
     client().stopRecording(0);
     const std::vector<FileRecord> files = client().listFiles(0);

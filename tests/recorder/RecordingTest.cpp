@@ -8,8 +8,6 @@
 namespace tavu::test {
 namespace {
 
-using client::RecordingRequest;
-using client::StopCondition;
 using nlohmann::json;
 
 using Recording = RecorderFixture;
@@ -27,7 +25,7 @@ TEST_F(Recording, TwoPortsShareOneFileWhoseMetaBlockListsThemInPortOrder) {
     client().startRecording(0, {3, 0, StopCondition::FrameCount, (uint64_t{1} << 32) + 12, false, 0});
     EXPECT_EQ(nextEvent(queue), (DeviceEvent{DeviceEvent::RecordingStarted, 0, 3}));
     // Before the stop the ports hold the new streams beside no file yet.
-    const client::RecordingFile first = client().recordingFile(0, 0), second = client().recordingFile(0, 1);
+    const RecordingFile first = client().recordingFile(0, 0), second = client().recordingFile(0, 1);
     EXPECT_EQ(first.fileId, 0u);
     EXPECT_NE(first.streamId, second.streamId);
     ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
@@ -107,7 +105,7 @@ TEST_F(Recording, APretriggerLoopWaitsForTheSoftwareTriggerAndLeadsTheStream) {
     // A loop of 0.1 s holds 10 frames at 100 per second.
     client().startRecording(0, {1, 0, StopCondition::FrameCount, 25, true, 100000});
     ASSERT_TRUE(eventually([&] {
-        const client::RecordingProgress progress = client().recordingProgress(0, 0);
+        const RecordingProgress progress = client().recordingProgress(0, 0);
         return progress.inPretrigger && progress.numFrames >= 10;
     }));
     EXPECT_FALSE(client().isRecordingDone(0));
@@ -135,7 +133,7 @@ TEST_F(Recording, TheExternalInputStartsAndStopsTheRecording) {
     // The start input takes the rising edge, the stop input (its other variant) the falling one.
     // The recording is the device's: it goes on after the client that started it has gone.
     connect()->startRecording(
-        0, {1, client::ExternalStart | client::ExternalStop | client::ExternalStopVariant, StopCondition::None, 0, false, 0});
+        0, {1, ExternalStart | ExternalStop | ExternalStopVariant, StopCondition::None, 0, false, 0});
     EXPECT_FALSE(client().isRecordingDone(0));
     EXPECT_EQ(client().recordingProgress(0, 0).numFrames, 0u);
     EXPECT_FALSE(client().recordingProgress(0, 0).inPretrigger);

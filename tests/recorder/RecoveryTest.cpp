@@ -8,7 +8,6 @@
 namespace tavu::test {
 namespace {
 
-using client::RecoveryStatus;
 using nlohmann::json;
 
 class Recovery : public RecorderFixture {
@@ -22,7 +21,7 @@ protected:
         // fill fast, and frames span blocks of the two streams.
         client().setPortConfig(0, 0, {256, 128, 0, 0});
         client().setPortConfig(0, 1, {256, 64, 0, 0});
-        client().startRecording(0, {3, 0, client::StopCondition::None, 0, false, 0});
+        client().startRecording(0, {3, 0, StopCondition::None, 0, false, 0});
         // The slower camera has filled three blocks by then.
         EXPECT_TRUE(eventually([&] { return client().recordingProgress(0, 1).numFrames >= 12; }));
         service->kill(SIGKILL);

@@ -14,7 +14,6 @@ namespace tavu::test {
 namespace {
 
 namespace fs = std::filesystem;
-using client::StopCondition;
 
 std::string failureOf(const std::function<void()>& call) {
     try {
@@ -244,7 +243,7 @@ TEST_F(RecorderFaults, FailingLibraryOperationsAnswerErrorsAndTheRecorderRecover
     client().startRecording(0, {1, 0, StopCondition::FrameCount, 3, false, 0});
     ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
     client().stopRecording(0);
-    const client::RecordingFile file = client().recordingFile(0, 0);
+    const RecordingFile file = client().recordingFile(0, 0);
 
     const std::vector<std::pair<const char*, std::function<void()>>> families = {
         {"serial", [&] { client().serialOpen(0, 0, 9600, 0, 1); client().serialClose(0, 0); }},

@@ -36,7 +36,7 @@ struct Ledger {
     std::set<std::string> mappings;                        // every region handed out
     std::map<uint32_t, uint64_t> running;                  // device -> frames asked of its recording
     std::vector<std::tuple<uint32_t, uint32_t, uint64_t>> recordings;  // device, file id, frames
-    std::map<uint32_t, client::RecordingFile> playable;    // device -> a finished recording
+    std::map<uint32_t, RecordingFile> playable;    // device -> a finished recording
 };
 
 class Worker {
@@ -91,7 +91,7 @@ private:
             }
             break;
         case 2: {
-            client::RecordingFile file;
+            RecordingFile file;
             {
                 std::lock_guard guard(ledger_.lock);
                 file = ledger_.playable.at(device);
@@ -239,7 +239,7 @@ TEST_F(Stress, ManyClientsComingAndVanishingLeaveNothingBehind) {
     // One finished recording on each device to play back, and one round of everything, so
     // that what is allocated once for good is in the baseline.
     for (const uint32_t device : {Emulator, Recorder}) {
-        client().startRecording(device, {1, 0, client::StopCondition::FrameCount, 4, false, 0});
+        client().startRecording(device, {1, 0, StopCondition::FrameCount, 4, false, 0});
         ASSERT_TRUE(eventually([&] { return client().isRecordingDone(device); }));
         client().stopRecording(device);
         ledger.playable[device] = client().recordingFile(device, 0);

@@ -12,7 +12,7 @@ namespace {
 
 // The recorder family as people call it.
 std::string kindOf(uint8_t hardwareType, bool cxp) {
-    if (hardwareType == client::EmulatorHardwareType) {
+    if (hardwareType == HardwareType::Emulator) {
         return "emulator";
     }
     if (hardwareType == 0) {
@@ -75,7 +75,7 @@ void listDevices(Session& session) {
 }
 
 Json portJson(client::Client& client, uint32_t device, uint8_t port) {
-    const client::PortConfig config = client.getPortConfig(device, port);
+    const PortConfig config = client.getPortConfig(device, port);
     return {{"index", port},
             {"name", client.portName(device, port)},
             {"camera", client.pairedTo(device, port)},

@@ -56,7 +56,7 @@ void listFiles(Session& session, uint32_t device) {
 void info(Session& session, const RecordingId& id) {
     const FileRecord record = requireRecording(session, id);
     client::Client& client = session.client();
-    const client::OpenFileInfo open = attempt("cannot open " + id.text(), [&] {
+    const OpenFileInfo open = attempt("cannot open " + id.text(), [&] {
         return client::Playback(client, id.device, id.fileId, id.streamId).info();
     });
     const std::vector<uint8_t> identity = attempt("cannot read the identity block of " + id.text(),

@@ -91,7 +91,7 @@ struct ExportResult {
 
 ExportResult writeFrames(Session& session, client::Playback& playback, const FrameRange& range,
                          const FrameNames& names, client::ImageFormat format, unsigned jobs) {
-    const client::OpenFileInfo info = playback.info();
+    const OpenFileInfo info = playback.info();
     // Outlives the pool, so that a second Ctrl-C can't cut an image short.
     const InterruptGuard interrupts("\ntavuctl: finishing the images being written\n");
     FrameWriterPool pool(jobs, [&](uint64_t frame, const std::vector<uint8_t>& pixels) {
@@ -121,7 +121,7 @@ void exportFrames(Session& session, const ExportOptions& options) {
     client::Playback playback = attempt("cannot open " + what, [&] {
         return client::Playback(session.client(), options.device, options.fileId, options.streamId);
     });
-    const client::OpenFileInfo info = playback.info();
+    const OpenFileInfo info = playback.info();
     const FrameRange range = parseFrameRange(options.frames.empty() ? "0-" : options.frames, info.numFrames);
     const FrameNames names(options.out, range.last, format);
     prepareFolder(options.out, names, range, options.force);

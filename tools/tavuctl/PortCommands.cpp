@@ -79,7 +79,7 @@ struct ConfigOptions {
     std::optional<uint32_t> tapGeometry;
 };
 
-void showConfig(Session& session, uint32_t device, uint8_t port, const client::PortConfig& config, bool changed) {
+void showConfig(Session& session, uint32_t device, uint8_t port, const PortConfig& config, bool changed) {
     if (session.json()) {
         session.emit({{"device", device},
                       {"port", port},
@@ -103,7 +103,7 @@ void config(Session& session, const ConfigOptions& options) {
     session.requirePort(options.device, options.port);
     const auto port = static_cast<uint8_t>(options.port);
     client::Client& client = session.client();
-    client::PortConfig config = client.getPortConfig(options.device, port);
+    PortConfig config = client.getPortConfig(options.device, port);
     if (!options.width) {
         showConfig(session, options.device, port, config, false);
         return;

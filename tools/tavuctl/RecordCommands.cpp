@@ -103,7 +103,7 @@ std::vector<RecordingMonitor::Port> choosePorts(Session& session, const RecordOp
     std::vector<RecordingMonitor::Port> ports;
     for (const uint8_t index : indices) {
         session.requirePort(options.device, index);
-        const client::PortConfig config = client.getPortConfig(options.device, index);
+        const PortConfig config = client.getPortConfig(options.device, index);
         if (config.width == 0 || config.height == 0) {
             throw Failure(exitcode::Usage, session.portLabel(options.device, index) +
                                                " has no frame size: set one with 'tavuctl config " +
@@ -115,18 +115,18 @@ std::vector<RecordingMonitor::Port> choosePorts(Session& session, const RecordOp
     return ports;
 }
 
-client::RecordingRequest requestFor(const RecordOptions& options, const std::vector<RecordingMonitor::Port>& ports) {
-    client::RecordingRequest request;
+RecordingRequest requestFor(const RecordOptions& options, const std::vector<RecordingMonitor::Port>& ports) {
+    RecordingRequest request;
     for (const auto& port : ports) {
         request.portMask |= 1U << port.index;
     }
-    request.externalTrigger = static_cast<uint8_t>((options.externalStart ? client::ExternalStart : 0) |
-                                                   (options.externalStop ? client::ExternalStop : 0));
+    request.externalTrigger = static_cast<uint8_t>((options.externalStart ? ExternalStart : 0) |
+                                                   (options.externalStop ? ExternalStop : 0));
     if (options.frames) {
-        request.type = client::StopCondition::FrameCount;
+        request.type = StopCondition::FrameCount;
         request.count = *options.frames;
     } else if (options.seconds) {
-        request.type = client::StopCondition::Time;
+        request.type = StopCondition::Time;
         request.count = static_cast<uint64_t>(std::llround(*options.seconds * 1e6));
     }
     request.usePretrigger = options.pretrigger.has_value();
@@ -134,11 +134,11 @@ client::RecordingRequest requestFor(const RecordOptions& options, const std::vec
     return request;
 }
 
-bool softwareTriggered(const client::RecordingRequest& request) {
-    return request.usePretrigger && (request.externalTrigger & client::ExternalStart) == 0;
+bool softwareTriggered(const RecordingRequest& request) {
+    return request.usePretrigger && (request.externalTrigger & ExternalStart) == 0;
 }
 
-Ending watch(Session& session, uint32_t device, RecordingMonitor& monitor, const client::RecordingRequest& request,
+Ending watch(Session& session, uint32_t device, RecordingMonitor& monitor, const RecordingRequest& request,
              const InterruptGuard& interrupts) {
     ProgressDisplay display(session.progressOut(), session.progressFd(), !session.options.quiet);
     for (;;) {
@@ -181,9 +181,9 @@ void record(Session& session, const RecordOptions& options) {
     session.requireDevice(options.device);
     client::Client& client = session.client();
     const std::vector<RecordingMonitor::Port> ports = choosePorts(session, options);
-    const client::RecordingRequest request = requestFor(options, ports);
+    const RecordingRequest request = requestFor(options, ports);
     const std::vector<FileRecord> before = client.listFiles(options.device);
-    if (request.externalTrigger != 0 && client.hardwareType(options.device) == client::EmulatorHardwareType) {
+    if (request.externalTrigger != 0 && client.hardwareType(options.device) == HardwareType::Emulator) {
         std::cerr << "tavuctl: note: the emulator has no trigger input; it ignores a recording that waits for one\n";
     }
 
@@ -198,7 +198,7 @@ void record(Session& session, const RecordOptions& options) {
     reportRecording(session, options.device, ending, monitor,
                     newRecordings(before, client.listFiles(options.device)));
     // Ctrl-C is the normal end of a recording without a stop condition of its own.
-    const bool cutShort = ending == Ending::Interrupted && request.type != client::StopCondition::None;
+    const bool cutShort = ending == Ending::Interrupted && request.type != StopCondition::None;
     session.exitCode = cutShort ? exitcode::Interrupted : exitcode::Ok;
 }
 

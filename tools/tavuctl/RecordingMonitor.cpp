@@ -23,7 +23,7 @@ std::string fixed(double value, int decimals) {
 }  // namespace
 
 RecordingMonitor::RecordingMonitor(client::Client& client, uint32_t device, std::vector<Port> ports,
-                                   const client::RecordingRequest& request)
+                                   const RecordingRequest& request)
     : client_(client), device_(device), request_(request) {
     for (Port& port : ports) {
         ports_.push_back(PortState{std::move(port), {}, {}});
@@ -43,7 +43,7 @@ void RecordingMonitor::sample(PortState& state, Clock::time_point now) {
     state.progress = client_.recordingProgress(device_, state.port.index);
     // A port that reached its frame count keeps the rate it finished at, rather than a rate
     // that falls while its slower neighbours go on.
-    const bool finished = request_.type == client::StopCondition::FrameCount && state.samples.size() >= 2 &&
+    const bool finished = request_.type == StopCondition::FrameCount && state.samples.size() >= 2 &&
                           state.samples.back().second >= request_.count;
     if (finished) {
         return;
@@ -83,12 +83,12 @@ std::optional<double> RecordingMonitor::framesPerSecond(const PortState& state) 
 // How far the recording is towards its own end, when it has one.
 std::optional<double> RecordingMonitor::fraction(const PortState& state) const {
     switch (request_.type) {
-        case client::StopCondition::FrameCount:
+        case StopCondition::FrameCount:
             return static_cast<double>(state.progress.numFrames) / static_cast<double>(request_.count);
-        case client::StopCondition::Time:
+        case StopCondition::Time:
             return std::chrono::duration<double, std::micro>(Clock::now() - start_).count() /
                    static_cast<double>(request_.count);
-        case client::StopCondition::None:
+        case StopCondition::None:
             break;
     }
     return std::nullopt;
@@ -106,7 +106,7 @@ std::string RecordingMonitor::portLine(const PortState& state, bool terminal) co
                 "%  ";
     }
     line += std::to_string(state.progress.numFrames);
-    if (request_.type == client::StopCondition::FrameCount) {
+    if (request_.type == StopCondition::FrameCount) {
         line += "/" + std::to_string(request_.count);
     }
     line += " frames";
@@ -121,10 +121,10 @@ std::vector<std::string> RecordingMonitor::lines(bool terminal) const {
     std::vector<std::string> result;
     if (terminal) {
         std::string header = "Recording on device " + std::to_string(device_) + ", " + elapsed;
-        if (request_.type == client::StopCondition::Time) {
+        if (request_.type == StopCondition::Time) {
             header += " of " + fixed(static_cast<double>(request_.count) / 1e6, 1) + " s";
         }
-        const bool softwareTrigger = request_.usePretrigger && (request_.externalTrigger & client::ExternalStart) == 0;
+        const bool softwareTrigger = request_.usePretrigger && (request_.externalTrigger & ExternalStart) == 0;
         header += softwareTrigger ? "  (Enter triggers; Ctrl-C stops and keeps the recording)"
                                   : "  (Ctrl-C stops and keeps the recording)";
         result.push_back(header);

@@ -21,7 +21,7 @@ public:
     };
 
     RecordingMonitor(client::Client& client, uint32_t device, std::vector<Port> ports,
-                     const client::RecordingRequest& request);
+                     const RecordingRequest& request);
 
     // Asks the device once; true when the recording has ended by itself.
     bool poll();
@@ -35,7 +35,7 @@ private:
 
     struct PortState {
         Port port;
-        client::RecordingProgress progress;
+        RecordingProgress progress;
         std::deque<std::pair<Clock::time_point, uint64_t>> samples;
     };
 
@@ -47,7 +47,7 @@ private:
 
     client::Client& client_;
     uint32_t device_;
-    client::RecordingRequest request_;
+    RecordingRequest request_;
     std::vector<PortState> ports_;
     Clock::time_point start_ = Clock::now();
     Clock::time_point lastStorage_{};

@@ -14,7 +14,6 @@ namespace tavu::tavuctl {
 
 namespace {
 
-using client::RecoveryStatus;
 
 constexpr timespec RecoveryPollInterval{0, 250'000'000};
 

@@ -2,12 +2,18 @@
 #include <cstdint>
 #include <string>
 
-namespace tavu::client {
+namespace tavu {
 
-// Replies and requests of more than one value. Widths are those of the wire.
+// The values that commands carry in and out when there is more than one, shared by the device
+// interface, the service's handlers and the client. Widths are those of the wire.
 
-// hardwareType of the emulated recorder; real recorders report 0, 2 or 3.
-inline constexpr uint8_t EmulatorHardwareType = 1;
+// Values of hardwareType: the emulated recorder, and the recorder families by their model number.
+struct HardwareType {
+    static constexpr uint8_t Unknown = 0;
+    static constexpr uint8_t Emulator = 1;
+    static constexpr uint8_t FirstFamily = 2;
+    static constexpr uint8_t SecondFamily = 3;
+};
 
 struct OpenedFile {
     uint32_t openFileId = 0;
@@ -22,7 +28,7 @@ struct OpenFileInfo {
     uint64_t size = 0;  // bytes of the whole stream
 };
 
-// New descriptive fields of a recording; the service may alter the name (see setFileInfo).
+// New descriptive fields of a recording; the device may alter the name (see setFileInfo).
 struct FileInfoUpdate {
     std::string name;
     uint16_t width = 0;
@@ -32,6 +38,7 @@ struct FileInfoUpdate {
     uint64_t startTime = 0;
     uint64_t endTime = 0;
     uint64_t duration = 0;
+    // Whether the service tells every client; the device ignores it.
     bool notify = true;
 };
 
@@ -50,7 +57,8 @@ inline constexpr uint8_t ExternalStop = 0x02;
 inline constexpr uint8_t ExternalStartVariant = 0x10;
 inline constexpr uint8_t ExternalStopVariant = 0x20;
 
-// Values of RecordingRequest::type: what ends a recording by itself.
+// Values of RecordingRequest::type: what ends a recording by itself. Other numbers pass the wire
+// untouched; the device decides what they mean.
 enum class StopCondition : uint8_t {
     None = 0,        // the client stops it (or an external stop input)
     FrameCount = 1,  // count frames per port
@@ -76,6 +84,7 @@ struct RecordingProgress {
     bool inPretrigger = false;
 };
 
+// On the wire as its number; a device may report others.
 enum class RecoveryStatus : uint32_t {
     NotRun = 0,
     Running = 1,
@@ -90,4 +99,4 @@ struct FrameGeometry {
     uint32_t imageSize = 0;  // bytes
 };
 
-}  // namespace tavu::client
+}  // namespace tavu
