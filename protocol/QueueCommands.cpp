@@ -45,16 +45,13 @@ void destroyEventQueue(CommandContext& context) {
 
 void readEvent(CommandContext& context) {
     const uint32_t queueId = ownedQueueParam(context);
-    DeviceEvent event;
-    context.manager.readEvent(queueId, event);
-    context.reply("event", event);
+    context.reply("event", context.manager.readEvent(queueId));
 }
 
 void tryReadEvent(CommandContext& context) {
     const uint32_t queueId = ownedQueueParam(context);
-    DeviceEvent event;
-    if (context.manager.tryReadEvent(queueId, event)) {
-        context.reply("ok", true, "event", event);
+    if (const std::optional<DeviceEvent> event = context.manager.tryReadEvent(queueId)) {
+        context.reply("ok", true, "event", *event);
     } else {
         context.reply("ok", false);
     }

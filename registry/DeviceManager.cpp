@@ -120,19 +120,19 @@ void DeviceManager::destroyQueue(uint32_t queueId, bool silent) {
     }
 }
 
-void DeviceManager::readEvent(uint32_t queueId, DeviceEvent& event) {
+DeviceEvent DeviceManager::readEvent(uint32_t queueId) {
     EventQueue* queue = nullptr;
     {
         std::lock_guard guard(lock_);
         queue = &queueInUse(queueId);
     }
     // Slots are never freed, so the queue outlives the wait, which holds no lock of the manager.
-    event = queue->pop();
+    return queue->pop();
 }
 
-bool DeviceManager::tryReadEvent(uint32_t queueId, DeviceEvent& event) {
+std::optional<DeviceEvent> DeviceManager::tryReadEvent(uint32_t queueId) {
     std::lock_guard guard(lock_);
-    return queueInUse(queueId).tryPop(event);
+    return queueInUse(queueId).tryPop();
 }
 
 void DeviceManager::broadcast(const DeviceEvent& event) {

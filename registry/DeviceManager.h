@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -51,8 +52,8 @@ public:
     // Unless silent, the emptied queue gets a QueueClosed, which frees a reader blocked in it.
     void destroyQueue(uint32_t queueId, bool silent);
     // Waits at most EventQueue::ReadTimeout, without holding the manager's lock.
-    void readEvent(uint32_t queueId, DeviceEvent& event);
-    bool tryReadEvent(uint32_t queueId, DeviceEvent& event);
+    DeviceEvent readEvent(uint32_t queueId);
+    std::optional<DeviceEvent> tryReadEvent(uint32_t queueId);
     void broadcast(const DeviceEvent& event);
 
     // Posts FilesChanged for the index without looking it up.

@@ -22,14 +22,14 @@ DeviceEvent EventQueue::pop() {
     return event;
 }
 
-bool EventQueue::tryPop(DeviceEvent& event) {
+std::optional<DeviceEvent> EventQueue::tryPop() {
     std::lock_guard lock(mutex_);
     if (events_.empty()) {
-        return false;
+        return std::nullopt;
     }
-    event = events_.front();
+    const DeviceEvent event = events_.front();
     events_.pop_front();
-    return true;
+    return event;
 }
 
 void EventQueue::clear() {

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <optional>
 #include <mutex>
 
 namespace tavu {
@@ -16,7 +17,8 @@ public:
     void push(const DeviceEvent& event);
     // Oldest event, or a NoEvent made on the spot when nothing arrived within ReadTimeout of entry.
     DeviceEvent pop();
-    bool tryPop(DeviceEvent& event);
+    // Oldest event, or nothing when the queue is empty; never waits.
+    std::optional<DeviceEvent> tryPop();
     void clear();
     bool isEmpty();
 

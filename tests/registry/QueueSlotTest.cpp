@@ -30,8 +30,7 @@ TEST(QueueSlots, LowestFreeAndEmptySlotIsReused) {
     EXPECT_EQ(manager.createQueue(), 1u);
     EXPECT_EQ(manager.createQueue(), 2u);
 
-    DeviceEvent event;
-    EXPECT_FALSE(manager.tryReadEvent(2, event));
+    EXPECT_EQ(manager.tryReadEvent(2), std::nullopt);
 }
 
 TEST(QueueSlots, ClosingWithNoReaderLosesTheSlot) {
@@ -41,10 +40,9 @@ TEST(QueueSlots, ClosingWithNoReaderLosesTheSlot) {
 
     // The slot keeps its QueueClosed, so it is passed over; reads of it are refused all the same.
     EXPECT_EQ(manager.createQueue(), 1u);
-    DeviceEvent event;
-    EXPECT_THAT([&] { manager.readEvent(0, event); },
+    EXPECT_THAT([&] { manager.readEvent(0); },
                 ThrowsMessage<std::runtime_error>("Inalid event queue id."));
-    EXPECT_THAT([&] { manager.tryReadEvent(0, event); },
+    EXPECT_THAT([&] { manager.tryReadEvent(0); },
                 ThrowsMessage<std::runtime_error>("Inalid event queue id."));
     EXPECT_THAT([&] { manager.destroyQueue(0, false); },
                 ThrowsMessage<std::runtime_error>("Inalid event queue id."));
@@ -58,8 +56,7 @@ TEST(QueueSlots, ClosingWakesABlockedReaderWithQueueClosed) {
     std::promise<pid_t> readerId;
     auto reader = std::async(std::launch::async, [&] {
         readerId.set_value(gettid());
-        DeviceEvent event{DeviceEvent::NoEvent, 0, 0};
-        manager.readEvent(queueId, event);
+        const DeviceEvent event = manager.readEvent(queueId);
         return std::make_pair(event, std::chrono::steady_clock::now());
     });
     ASSERT_TRUE(waitUntilBlocked(readerId.get_future().get()));
@@ -85,16 +82,12 @@ TEST(QueueSlots, BroadcastReachesEveryQueueInUseInOrder) {
     manager.broadcast({DeviceEvent::RecordingStopped, 1, 0});
 
     for (uint32_t id : {first, second}) {
-        DeviceEvent event;
-        ASSERT_TRUE(manager.tryReadEvent(id, event));
-        EXPECT_EQ(event, (DeviceEvent{DeviceEvent::FilesChanged, 42, 0}));
-        manager.readEvent(id, event);
-        EXPECT_EQ(event, (DeviceEvent{DeviceEvent::RecordingStopped, 1, 0}));
-        EXPECT_FALSE(manager.tryReadEvent(id, event));
+        EXPECT_EQ(manager.tryReadEvent(id), (DeviceEvent{DeviceEvent::FilesChanged, 42, 0}));
+        EXPECT_EQ(manager.readEvent(id), (DeviceEvent{DeviceEvent::RecordingStopped, 1, 0}));
+        EXPECT_EQ(manager.tryReadEvent(id), std::nullopt);
     }
     EXPECT_EQ(manager.createQueue(), closed);
-    DeviceEvent event;
-    EXPECT_FALSE(manager.tryReadEvent(closed, event));
+    EXPECT_EQ(manager.tryReadEvent(closed), std::nullopt);
 }
 
 TEST(GlobalLock, WaiterGetsTheLockWhenTheHolderLetsGo) {
