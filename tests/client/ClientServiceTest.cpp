@@ -137,29 +137,6 @@ TEST_F(ClientServiceTest, ServiceThatDiesIsAConnectionError) {
     EXPECT_THROW(connection.deviceCount(), client::ConnectionError);
 }
 
-TEST_F(ClientServiceTest, EventsAndTheGlobalLockWorkBetweenClients) {
-    start();
-    Client watcher(options());
-    Client actor(options());
-    client::EventReader events(watcher);
-    EXPECT_FALSE(events.poll());
-    actor.notifyFilesChanged(7);
-    EXPECT_EQ(events.next(), (DeviceEvent{DeviceEvent::FilesChanged, 7, 0}));
-
-    actor.lockGlobal();
-    std::atomic<bool> locked{false};
-    std::thread waiter([&] {
-        watcher.lockGlobal();
-        locked = true;
-        watcher.unlockGlobal();
-    });
-    ASSERT_TRUE(service->waitUntilIdle());
-    EXPECT_FALSE(locked);
-    actor.unlockGlobal();
-    waiter.join();
-    EXPECT_TRUE(locked);
-}
-
 class EmulatorClientTest : public ClientServiceTest {
 protected:
     void SetUp() override {
