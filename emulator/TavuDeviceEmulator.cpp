@@ -246,13 +246,7 @@ std::string TavuDeviceEmulator::setFileInfo(uint32_t fileId, uint32_t, const Fil
     const FileEntries entries = findFile(fileId);
     FileRecord& visible = *entries.visible;
     visible.name = unusedFileName(visible_, update.name);
-    visible.width = update.width;
-    visible.height = update.height;
-    visible.numFrames = update.numImages;
-    visible.numDroppedFrames = update.numDroppedFrames;
-    visible.startTime = update.startTime;
-    visible.endTime = update.endTime;
-    visible.duration = update.duration;
+    applyFileInfo(visible, update);
     writeDescription(entries);
     return visible.name;
 }

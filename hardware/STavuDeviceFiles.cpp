@@ -154,16 +154,9 @@ void STavuDevice::renameFile(uint32_t fileId, uint32_t streamId, const std::stri
 std::string STavuDevice::setFileInfo(uint32_t fileId, uint32_t streamId, const FileInfoUpdate& update) {
     std::lock_guard guard(lock_);
     const std::string finalName = unusedFileName(catalogue_, update.name);
-    // Size, time stamp, block, port and camera stay as recorded.
     editRecord(fileId, streamId, [&](FileRecord& record) {
         record.name = finalName;
-        record.width = update.width;
-        record.height = update.height;
-        record.numFrames = update.numImages;
-        record.numDroppedFrames = update.numDroppedFrames;
-        record.startTime = update.startTime;
-        record.endTime = update.endTime;
-        record.duration = update.duration;
+        applyFileInfo(record, update);
     });
     return finalName;
 }

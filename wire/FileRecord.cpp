@@ -12,4 +12,14 @@ std::string unusedFileName(const std::vector<FileRecord>& records, const std::st
     return candidate;
 }
 
+void applyFileInfo(FileRecord& record, const FileInfoUpdate& update) {
+    record.width = update.width;
+    record.height = update.height;
+    record.numFrames = update.numImages;
+    record.numDroppedFrames = update.numDroppedFrames;
+    record.startTime = update.startTime;
+    record.endTime = update.endTime;
+    record.duration = update.duration;
+}
+
 }  // namespace tavu

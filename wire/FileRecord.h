@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "wire/Types.h"
+
 // The fields of a file entry of listFiles, in wire order, each sent under its member's name. The
 // service's writer and the client's reader both expand this list. The identity block is not
 // sent, and the stored description (records/MetaRecord) has an order of its own.
@@ -45,5 +47,9 @@ inline constexpr uint32_t FileEntryFieldCount = 0 TAVU_FILE_ENTRY_FIELDS(TAVU_FI
 // "name(2)", ... until no record of `records` has it. The recording being renamed counts too,
 // so asking for its own name gives it a number.
 std::string unusedFileName(const std::vector<FileRecord>& records, const std::string& requested);
+
+// Takes the descriptive fields of an update, all but the name, which the caller settles; size,
+// time stamp, block, port and camera stay as recorded.
+void applyFileInfo(FileRecord& record, const FileInfoUpdate& update);
 
 }  // namespace tavu
