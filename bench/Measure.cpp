@@ -3,6 +3,7 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
@@ -40,6 +41,36 @@ void pinProcess(pid_t pid, const std::string& processors) {
 
 std::string allProcessors() {
     return "0-" + std::to_string(sysconf(_SC_NPROCESSORS_ONLN) - 1);
+}
+
+bool waitUntilAsleep(const std::vector<pid_t>& threads) {
+    auto allSleeping = [&] {
+        return std::ranges::all_of(threads, [](pid_t tid) {
+            std::ifstream in("/proc/self/task/" + std::to_string(tid) + "/stat");
+            const std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+            // The state follows the command name in parentheses: "tid (name) S ...".
+            const auto close = stat.rfind(')');
+            return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] == 'S';
+        });
+    };
+    // Two readings in a row, so that a thread passing between two waits isn't missed.
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (!(allSleeping() && allSleeping())) {
+        if (Clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+double median(std::vector<double> values) {
+    if (values.empty()) {
+        return 0;
+    }
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    return *middle;
 }
 
 double processCpuSeconds(pid_t pid) {

@@ -71,6 +71,11 @@ void pinProcess(pid_t pid, const std::string& processors);
 // The list of every processor, for undoing a pinProcess.
 std::string allProcessors();
 
+// Waits until every one of these threads of this process sleeps; false after ten seconds.
+bool waitUntilAsleep(const std::vector<pid_t>& threads);
+// The middle value.
+double median(std::vector<double> values);
+
 // User and system time of a process so far, from /proc.
 double processCpuSeconds(pid_t pid);
 // Resident memory of a process, from /proc.
