@@ -28,7 +28,8 @@ using namespace std::chrono_literals;
 // The wire sizes of deviceCount: the request, and the reply with one device.
 constexpr size_t kRequestSize = 23;
 constexpr size_t kReplySize = 16;
-// The wire size of readEvent's reply with FilesChanged.
+// The message of the fan-out floor: a little above readEvent's reply with FilesChanged, which
+// is 36 bytes for device 0.
 constexpr size_t kEventReplySize = 40;
 constexpr uint16_t kSide = 2048;
 constexpr uint64_t kFrameBytes = uint64_t{kSide} * kSide * 2;

@@ -76,7 +76,7 @@ bool waitUntilAsleep(const std::vector<pid_t>& threads);
 // The middle value.
 double median(std::vector<double> values);
 
-// User and system time of a process so far, from /proc.
+// User and system time of a process so far.
 double processCpuSeconds(pid_t pid);
 // Resident memory of a process, from /proc.
 uint64_t residentBytes(pid_t pid);
