@@ -100,6 +100,11 @@ public:
             throw std::runtime_error("event listeners did not start");
         }
     }
+    // Without a stop, the listeners end at their next readEvent that finds nothing.
+    ~EventListeners() {
+        stop_ = true;
+        threads_.clear();
+    }
     EventListeners(const EventListeners&) = delete;
     EventListeners& operator=(const EventListeners&) = delete;
 
@@ -313,11 +318,12 @@ void benchEvents(Report& report, EmulatorService& service, Seconds /*window*/) {
 void benchRecording(Report& report, EmulatorService& service) {
     auto client = service.connect();
     client->setPortConfig(0, 0, {kSide, kSide, 0, 0});
-    // Like the plain run below, the cheapest of a few: the first writes into a cold page cache
-    // cost several times the later ones, whoever makes them.
+    // Like the plain run below, the cheapest of five: the first writes into a cold page cache
+    // cost several times the later ones, whoever makes them, and single runs vary by a third.
+    constexpr int kRecordingRounds = 5;
     double cpuMs = 0;
     uint64_t frames = 0;
-    for (int round = 0; round < 3; ++round) {
+    for (int round = 0; round < kRecordingRounds; ++round) {
         const double cpuBefore = processCpuSeconds(service.pid());
         client->startRecording(0, {1, 0, StopCondition::Time, 1'000'000, false, 0});
         while (!client->isRecordingDone(0)) {
@@ -337,7 +343,7 @@ void benchRecording(Report& report, EmulatorService& service) {
     const std::string path = (service.root() / "plain-frames").string();
     std::vector<uint8_t> frame(kFrameBytes);
     double plainMs = 0;
-    for (int round = 0; round < 3; ++round) {
+    for (int round = 0; round < kRecordingRounds; ++round) {
         const double before = threadCpuSeconds();
         std::FILE* out = std::fopen(path.c_str(), "wb");
         uint32_t counter = 0;
