@@ -213,8 +213,9 @@ void benchConnections(Report& report, EmulatorService& service, Seconds window) 
                     [](auto& client) { client->roundTrip(); });
             });
         const bool aimed = connections == 1 || connections == 256;
-        report.add({"deviceCount, " + std::to_string(connections) + " connections, unpinned", "req/s", result.figure,
-                    result.baseline, "raw ping-pong, as many connections",
+        const std::string name = "deviceCount, " + std::to_string(connections) +
+                                 (connections == 1 ? " connection" : " connections") + ", unpinned";
+        report.add({name, "req/s", result.figure, result.baseline, "raw ping-pong, as many connections",
                     aimed ? std::optional(0.9) : std::nullopt});
     }
 }
