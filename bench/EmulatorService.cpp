@@ -1,5 +1,7 @@
 #include "bench/EmulatorService.h"
 
+#include "client/ClientErrors.h"
+
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -9,10 +11,20 @@ namespace tavu::bench {
 using namespace std::chrono_literals;
 
 EmulatorService::EmulatorService() : process_(home_, {"noautoclose"}, {{"TAVUSRV_ENABLE_EMULATOR", "1"}}) {
-    if (!process_.waitForSocket()) {
+    // The socket's file appears when the service binds it, a moment before it listens.
+    std::unique_ptr<client::Client> first;
+    const bool up = process_.waitForSocket() && test::eventually([&] {
+        try {
+            first = connect();
+            return true;
+        } catch (const client::NoServiceError&) {
+            return false;
+        }
+    });
+    if (!up) {
         throw std::runtime_error("tavusvc did not come up");
     }
-    connect()->pairPort(0, 0, "cam1", {}, 1);
+    first->pairPort(0, 0, "cam1", {}, 1);
 }
 
 std::unique_ptr<client::Client> EmulatorService::connect() const {

@@ -3,6 +3,7 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <fstream>
@@ -42,7 +43,44 @@ std::string allProcessors() {
     return "0-" + std::to_string(sysconf(_SC_NPROCESSORS_ONLN) - 1);
 }
 
+bool waitUntilAsleep(const std::vector<pid_t>& threads) {
+    auto allSleeping = [&] {
+        return std::ranges::all_of(threads, [](pid_t tid) {
+            std::ifstream in("/proc/self/task/" + std::to_string(tid) + "/stat");
+            const std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+            // The state follows the command name in parentheses: "tid (name) S ...".
+            const auto close = stat.rfind(')');
+            return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] == 'S';
+        });
+    };
+    // Two readings in a row, so that a thread passing between two waits isn't missed.
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (!(allSleeping() && allSleeping())) {
+        if (Clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+double median(std::vector<double> values) {
+    if (values.empty()) {
+        return 0;
+    }
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::ranges::nth_element(values, middle);
+    return *middle;
+}
+
 double processCpuSeconds(pid_t pid) {
+    // The process's CPU clock counts in nanoseconds, and keeps the time of threads that ended.
+    clockid_t clock{};
+    timespec used{};
+    if (clock_getcpuclockid(pid, &clock) == 0 && clock_gettime(clock, &used) == 0) {
+        return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
+    }
+    // Otherwise /proc, in clock ticks.
     std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
     std::string stat((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     // Fields after the command name in parentheses; utime and stime are the 12th and 13th.

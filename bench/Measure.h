@@ -71,7 +71,12 @@ void pinProcess(pid_t pid, const std::string& processors);
 // The list of every processor, for undoing a pinProcess.
 std::string allProcessors();
 
-// User and system time of a process so far, from /proc.
+// Waits until every one of these threads of this process sleeps; false after ten seconds.
+bool waitUntilAsleep(const std::vector<pid_t>& threads);
+// The middle value.
+double median(std::vector<double> values);
+
+// User and system time of a process so far.
 double processCpuSeconds(pid_t pid);
 // Resident memory of a process, from /proc.
 uint64_t residentBytes(pid_t pid);

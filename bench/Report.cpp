@@ -14,12 +14,14 @@ void Report::add(Row row) {
 
 void Report::print(std::ostream& out) const {
     char line[256];
-    std::snprintf(line, sizeof(line), "%-40s %14s %14s %-10s %7s %6s  %s\n", "benchmark", "figure", "baseline",
+    std::snprintf(line, sizeof(line), "%-48s %14s %14s %-6s %7s %7s  %s\n", "benchmark", "figure", "baseline",
                   "unit", "ratio", "aim", "baseline is");
     out << line;
     for (const Row& row : rows_) {
-        const std::string aim = row.aim ? (std::to_string(*row.aim).substr(0, 4) + (row.meetsAim() ? "" : "!")) : "";
-        std::snprintf(line, sizeof(line), "%-40s %14.1f %14.1f %-10s %7.3f %6s  %s\n", row.name.c_str(), row.figure,
+        const std::string aim = row.aim ? (row.lessIsBetter ? "<=" : ">=") + std::to_string(*row.aim).substr(0, 4) +
+                                              (row.meetsAim() ? "" : "!")
+                                        : "";
+        std::snprintf(line, sizeof(line), "%-48s %14.1f %14.1f %-6s %7.3f %7s  %s\n", row.name.c_str(), row.figure,
                       row.baseline, row.unit.c_str(), row.ratio(), aim.c_str(), row.baselineName.c_str());
         out << line;
     }
@@ -34,6 +36,7 @@ void Report::writeJson(const std::filesystem::path& path) const {
                                         {"baselineName", row.baselineName}, {"ratio", row.ratio()}};
         if (row.aim) {
             entry["aim"] = *row.aim;
+            entry["aimIs"] = row.lessIsBetter ? "at most" : "at least";
             entry["meetsAim"] = row.meetsAim();
         }
         rows.push_back(entry);

@@ -8,7 +8,8 @@
 namespace tavu::bench {
 
 // One figure beside the baseline that was measured in the same run. The ratio is
-// figure / baseline; where `aim` is set, the row meets it when the ratio is at least that.
+// figure / baseline; where `aim` is set, the row meets it when the ratio is at least that, or
+// at most that for a figure where less is better (a time, a cost).
 struct Row {
     std::string name;
     std::string unit;
@@ -16,9 +17,10 @@ struct Row {
     double baseline = 0;
     std::string baselineName;
     std::optional<double> aim;
+    bool lessIsBetter = false;
 
     double ratio() const { return baseline != 0 ? figure / baseline : 0; }
-    bool meetsAim() const { return !aim || ratio() >= *aim; }
+    bool meetsAim() const { return !aim || (lessIsBetter ? ratio() <= *aim : ratio() >= *aim); }
 };
 
 class Report {
