@@ -2,7 +2,9 @@
 #include <iostream>
 
 #include "tools/tavuctl/Commands.h"
+#include "tools/tavuctl/DeviceActivity.h"
 #include "tools/tavuctl/Failure.h"
+#include "tools/tavuctl/Parsing.h"
 #include "tools/tavuctl/Table.h"
 #include "tools/tavuctl/Terminal.h"
 
@@ -18,7 +20,7 @@ std::string kindOf(uint8_t hardwareType, bool cxp) {
     if (hardwareType == 0) {
         return "unknown recorder";
     }
-    return "recorder family " + std::to_string(hardwareType) + (cxp ? " CoaXPress" : "");
+    return std::string("recorder") + (cxp ? " CoaXPress" : "");
 }
 
 // A value that a device may refuse while it is busy or has no storage: nothing, then.
@@ -44,7 +46,8 @@ Json deviceJson(client::Client& client, uint32_t device) {
             {"hardwareType", orNull(hardwareType)},
             {"isCxp", orNull(cxp)},
             {"ports", orNull(optionalValue([&] { return client.portCount(device); }))},
-            {"percentUsed", orNull(optionalValue([&] { return client.percentUsed(device); }))}};
+            {"percentUsed", orNull(optionalValue([&] { return client.percentUsed(device); }))},
+            {"cutOffRecording", cutOffRecordingWaits(client, device)}};
 }
 
 void listDevices(Session& session) {
@@ -63,15 +66,21 @@ void listDevices(Session& session) {
                      "for an emulated one.\n";
         return;
     }
-    Table table({"DEV", "NAME", "CONNECTED", "KIND", "PORTS", "USED"});
+    Table table({"DEV", "NAME", "CONNECTED", "KIND", "TYPE", "PORTS", "USED"});
     for (const auto& device : devices) {
         const auto& percent = device["percentUsed"];
+        const auto& type = device["hardwareType"];
         table.add({device["index"].dump(), device["name"].get<std::string>(),
                    device["connected"].get<bool>() ? "yes" : "no", device["kind"].get<std::string>(),
-                   device["ports"].is_null() ? "-" : device["ports"].dump(),
+                   type.is_null() ? "-" : type.dump(), device["ports"].is_null() ? "-" : device["ports"].dump(),
                    percent.is_null() ? "-" : percent.dump() + "%"});
     }
     table.print(std::cout);
+    for (const auto& device : devices) {
+        if (device["cutOffRecording"].get<bool>()) {
+            noteCutOffRecording(client, device["index"].get<uint32_t>());
+        }
+    }
 }
 
 Json portJson(client::Client& client, uint32_t device, uint8_t port) {
@@ -136,13 +145,15 @@ void setup(Session& session, uint32_t device, bool assumeYes) {
 }  // namespace
 
 CLI::Option* addDeviceArgument(CLI::App& command, uint32_t& device) {
-    return command.add_option("DEV", device, "Device index, as 'tavuctl devices' lists it")->required();
+    return command.add_option("DEV", device, "Device index, as 'tavuctl devices' lists it")
+        ->required()
+        ->check(wholeNumber(0, UINT32_MAX));
 }
 
 CLI::Option* addPortArgument(CLI::App& command, unsigned& port) {
     return command.add_option("PORT", port, "Port index, as 'tavuctl ports DEV' lists it")
         ->required()
-        ->check(CLI::Range(0, 255));
+        ->check(wholeNumber(0, 255));
 }
 
 void addDeviceCommands(CLI::App& app, Session& session) {

@@ -7,6 +7,7 @@
 #include "tools/tavuctl/Commands.h"
 #include "tools/tavuctl/Failure.h"
 #include "tools/tavuctl/Format.h"
+#include "tools/tavuctl/Parsing.h"
 #include "tools/tavuctl/Terminal.h"
 
 namespace tavu::tavuctl {
@@ -39,11 +40,12 @@ void print(const Session& session, const DeviceEvent& event) {
     const auto now = std::chrono::system_clock::now();
     if (session.json()) {
         // One object per line, so that a script can act on each as it comes.
-        Json line = {{"time", clockTime(now)},
-                               {"type", client::eventTypeName(event.type)},
-                               {"typeNumber", event.type},
-                               {"device", event.device},
-                               {"port", event.port}};
+        Json line = {{"time", isoClockTime(now)},
+                     {"type", client::eventTypeName(event.type)},
+                     {"typeNumber", event.type},
+                     {"device", event.device}};
+        // The third field of a recording's start holds a bit per port.
+        line[event.type == DeviceEvent::RecordingStarted ? "portMask" : "port"] = event.port;
         std::cout << line.dump() << std::endl;
     } else {
         std::cout << clockTime(now) << "  " << client::eventTypeName(event.type) << "  " << details(event)
@@ -76,9 +78,12 @@ void follow(Session& session, uint64_t count) {
 void addEventsCommand(CLI::App& app, Session& session) {
     auto count = std::make_shared<uint64_t>(0);
     auto* command = app.add_subcommand("events", "Print the service's events as they happen, until Ctrl-C");
-    command->add_option("--count", *count, "End after this many events (0: no limit)")->capture_default_str();
+    command->add_option("--count", *count, "End after this many events (0: no limit)")
+        ->check(wholeNumber(0, UINT64_MAX))
+        ->capture_default_str();
     command->footer("Event types: DevicesChanged, RecordingStarted (with the ports), RecordingStopped,\n"
-                    "FilesChanged, PairingChanged (with the port), QueueClosed. With --json, one object per line.\n"
+                    "FilesChanged, PairingChanged (with the port), QueueClosed. With --json, one object per line,\n"
+                    "with the local time in ISO 8601 and \"portMask\" (a bit per port) for RecordingStarted.\n"
                     "Ctrl-C is the normal end and exits with status 0.");
     command->callback([&session, count] { follow(session, *count); });
 }

@@ -3,7 +3,9 @@
 
 #include "client/Playback.h"
 #include "tools/tavuctl/Commands.h"
+#include "tools/tavuctl/DeviceActivity.h"
 #include "tools/tavuctl/Failure.h"
+#include "tools/tavuctl/Parsing.h"
 #include "tools/tavuctl/Format.h"
 #include "tools/tavuctl/RecordingList.h"
 #include "tools/tavuctl/Terminal.h"
@@ -25,42 +27,91 @@ struct RecordingId {
 
 void addRecordingArguments(CLI::App& command, RecordingId& id) {
     addDeviceArgument(command, id.device);
-    command.add_option("FILE_ID", id.fileId, "File id, as 'tavuctl files DEV' lists it")->required();
-    command.add_option("STREAM_ID", id.streamId, "Stream id within the file")->required();
+    command.add_option("FILE_ID", id.fileId, "File id, as 'tavuctl files DEV' lists it")
+        ->required()
+        ->check(wholeNumber(0, UINT32_MAX));
+    command.add_option("STREAM_ID", id.streamId, "Stream id within the file")->required()->check(wholeNumber(0, UINT32_MAX));
 }
 
-// The catalogue entry, or a usage failure that says where to look.
 FileRecord requireRecording(Session& session, const RecordingId& id) {
-    session.requireDevice(id.device);
-    const auto record = findRecording(session.client().listFiles(id.device), id.fileId, id.streamId);
-    if (!record) {
-        throw Failure(exitcode::Usage, "there is no " + id.text() + "; 'tavuctl files " + std::to_string(id.device) +
-                                           "' lists the recordings");
-    }
-    return *record;
+    return session.requireRecording(id.device, id.fileId, id.streamId);
 }
 
 void listFiles(Session& session, uint32_t device) {
     session.requireDevice(device);
     const std::vector<FileRecord> files = attempt("cannot list the recordings of device " + std::to_string(device),
                                                   [&] { return session.client().listFiles(device); });
+    const bool cutOff = cutOffRecordingWaits(session.client(), device);
     if (session.json()) {
-        session.emit({{"device", device}, {"recordings", recordingsJson(files)}});
+        session.emit({{"device", device}, {"recordings", recordingsJson(files)}, {"cutOffRecording", cutOff}});
     } else if (files.empty()) {
         std::cout << "Device " << device << " has no recordings.\n";
     } else {
         printRecordings(std::cout, files);
     }
+    if (cutOff) {
+        noteCutOffRecording(session.client(), device);
+    }
 }
 
-void info(Session& session, const RecordingId& id) {
-    const FileRecord record = requireRecording(session, id);
+// A recording whose name is empty drops out of the catalogue at the next start of the service,
+// and one that isn't UTF-8 text can't be shown as JSON: both would be lost to the user.
+void requireListableName(const std::string& name) {
+    if (name.empty()) {
+        throw Failure(exitcode::Usage, "a recording needs a name that is not empty: one without a name is no "
+                                       "longer listed once the service restarts");
+    }
+    constexpr size_t MaxName = 1024;
+    if (name.size() > MaxName) {
+        throw Failure(exitcode::Usage, "a recording's name can have at most " + std::to_string(MaxName) + " bytes");
+    }
+    try {
+        (void)Json(name).dump();
+    } catch (const Json::exception&) {
+        throw Failure(exitcode::Usage, "a recording's name must be UTF-8 text, or it cannot be listed again");
+    }
+    for (const char c : name) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+            throw Failure(exitcode::Usage, "a recording's name cannot hold control characters such as a line break");
+        }
+    }
+}
+
+// Renames through the recording's descriptive fields; the device may settle on another name
+// when the one asked for is taken.
+FileRecord setName(Session& session, const RecordingId& id, FileRecord record, const std::string& name) {
+    requireListableName(name);
+    FileInfoUpdate update;
+    update.name = name;
+    update.width = record.width;
+    update.height = record.height;
+    update.numImages = record.numFrames;
+    update.numDroppedFrames = record.numDroppedFrames;
+    update.startTime = record.startTime;
+    update.endTime = record.endTime;
+    update.duration = record.duration;
+    record.name = attempt("cannot rename " + id.text(),
+                          [&] { return session.client().setFileInfo(id.device, id.fileId, id.streamId, update); });
+    return record;
+}
+
+void info(Session& session, const RecordingId& id, const std::optional<std::string>& name) {
+    FileRecord record = requireRecording(session, id);
+    // Asked for its own name again, the device would add a number to it.
+    if (name && *name != record.name) {
+        record = setName(session, id, record, *name);
+    }
     client::Client& client = session.client();
     const OpenFileInfo open = attempt("cannot open " + id.text(), [&] {
         return client::Playback(client, id.device, id.fileId, id.streamId).info();
     });
-    const std::vector<uint8_t> identity = attempt("cannot read the identity block of " + id.text(),
-                                                  [&] { return client.fileIdentity(id.device, id.fileId, id.streamId); });
+    // A camera paired without a block leaves none, which a recorder reports as a failure.
+    std::optional<std::vector<uint8_t>> identity;
+    try {
+        identity = client.fileIdentity(id.device, id.fileId, id.streamId);
+    } catch (const client::ServiceError&) {
+    }
+    const bool hasIdentity = identity && !identity->empty();
     if (session.json()) {
         Json entry = recordingJson(record);
         entry["device"] = id.device;
@@ -69,7 +120,7 @@ void info(Session& session, const RecordingId& id) {
                          {"imageSize", open.imageSize},
                          {"numFrames", open.numFrames},
                          {"size", open.size}};
-        entry["identity"] = hexBytes(identity, "");
+        entry["identity"] = hasIdentity ? Json(hexBytes(*identity, "")) : Json();
         session.emit(entry);
         return;
     }
@@ -84,10 +135,11 @@ void info(Session& session, const RecordingId& id) {
               << "  size       " << formatBytes(open.size) << " (" << open.size << " bytes)\n"
               << "  times      start " << record.startTime << ", end " << record.endTime << ", duration "
               << record.duration << "\n"
-              << "  identity   " << identity.size() << " bytes\n";
+              << "  identity   " << (hasIdentity ? std::to_string(identity->size()) + " bytes" : "none") << "\n";
 }
 
 void rename(Session& session, const RecordingId& id, const std::string& name) {
+    requireListableName(name);
     const FileRecord record = requireRecording(session, id);
     attempt("cannot rename " + id.text(),
             [&] { session.client().renameFile(id.device, id.fileId, id.streamId, name, true); });
@@ -127,9 +179,13 @@ void addFiles(CLI::App& app, Session& session) {
 
 void addInfo(CLI::App& app, Session& session) {
     auto id = std::make_shared<RecordingId>();
+    auto name = std::make_shared<std::optional<std::string>>();
     auto* command = app.add_subcommand("info", "Show one recording: catalogue entry and frame geometry");
     addRecordingArguments(*command, *id);
-    command->callback([&session, id] { info(session, *id); });
+    command->add_option("--name", *name,
+                        "Give the recording this name first; when another recording has it, the device adds a "
+                        "number, as in \"shot(1)\"");
+    command->callback([&session, id, name] { info(session, *id, *name); });
 }
 
 void addRename(CLI::App& app, Session& session) {

@@ -53,6 +53,18 @@ std::string clockTime(std::chrono::system_clock::time_point when) {
     return formatTime(std::chrono::system_clock::to_time_t(when), "%H:%M:%S", false) + fraction;
 }
 
+std::string isoClockTime(std::chrono::system_clock::time_point when) {
+    const auto milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(when.time_since_epoch()).count() % 1000;
+    std::string zone = formatTime(std::chrono::system_clock::to_time_t(when), "%z", false);
+    if (zone.size() == 5) {
+        zone.insert(3, ":");
+    }
+    char fraction[8];
+    std::snprintf(fraction, sizeof fraction, ".%03d", static_cast<int>(milliseconds));
+    return formatTime(std::chrono::system_clock::to_time_t(when), "%Y-%m-%dT%H:%M:%S", false) + fraction + zone;
+}
+
 std::string formatElapsed(std::chrono::steady_clock::duration elapsed) {
     const auto total = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count();
     char text[32];

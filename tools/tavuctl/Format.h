@@ -16,6 +16,8 @@ std::string formatTimestamp(uint64_t fileTime);
 std::string isoTimestamp(uint64_t fileTime);
 // Local wall-clock time with milliseconds, "12:34:56.789".
 std::string clockTime(std::chrono::system_clock::time_point when);
+// Local time with date, milliseconds and zone, ISO 8601: "2024-05-01T12:34:56.789+02:00".
+std::string isoClockTime(std::chrono::system_clock::time_point when);
 // "1:05", "1:02:03"
 std::string formatElapsed(std::chrono::steady_clock::duration elapsed);
 // "de ad be ef"

@@ -114,7 +114,7 @@ ExportResult writeFrames(Session& session, client::Playback& playback, const Fra
 }
 
 void exportFrames(Session& session, const ExportOptions& options) {
-    session.requireDevice(options.device);
+    session.requireRecording(options.device, options.fileId, options.streamId);
     const std::string what = "recording " + std::to_string(options.fileId) + "/" + std::to_string(options.streamId) +
                              " of device " + std::to_string(options.device);
     const client::ImageFormat format = *client::imageFormatNamed(options.format);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cmath>
+#include <cstdlib>
 #include <optional>
 
 #include "tools/tavuctl/Failure.h"
@@ -103,6 +105,63 @@ uint32_t parseAddress(const std::string& text) {
         usage("bad register address \"" + text + "\": give 0x300C or 12300");
     }
     return static_cast<uint32_t>(*value);
+}
+
+CLI::Validator wholeNumber(uint64_t min, uint64_t max) {
+    const std::string range = std::to_string(min) + " to " + std::to_string(max);
+    return CLI::Validator(
+        [min, max, range](std::string& text) -> std::string {
+            const auto value = number(text);
+            if (!value || *value < min || *value > max) {
+                return "\"" + text + "\" is not a whole number from " + range;
+            }
+            return {};
+        },
+        "whole number from " + range);
+}
+
+CLI::Validator finiteNumber(double min, double max, const std::string& range) {
+    return CLI::Validator(
+        [min, max, text = range](std::string& input) -> std::string {
+            char* end = nullptr;
+            const double value = std::strtod(input.c_str(), &end);
+            if (input.empty() || end != input.c_str() + input.size() || !std::isfinite(value) || value < min ||
+                value > max) {
+                return "\"" + input + "\" is not a number from " + text;
+            }
+            return {};
+        },
+        std::string("number from ") + range);
+}
+
+std::vector<uint8_t> parseEscapedText(const std::string& text) {
+    std::vector<uint8_t> bytes;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\') {
+            bytes.push_back(static_cast<uint8_t>(text[i]));
+            continue;
+        }
+        const char kind = i + 1 < text.size() ? text[++i] : '\0';
+        switch (kind) {
+            case 'r': bytes.push_back('\r'); break;
+            case 'n': bytes.push_back('\n'); break;
+            case 't': bytes.push_back('\t'); break;
+            case '0': bytes.push_back(0); break;
+            case '\\': bytes.push_back('\\'); break;
+            case 'x': {
+                const auto value = i + 2 < text.size() ? number(std::string_view(text).substr(i + 1, 2), 16) : std::nullopt;
+                if (!value) {
+                    usage("bad escape in \"" + text + "\": \\x takes two hexadecimal digits, as in \\x0d");
+                }
+                bytes.push_back(static_cast<uint8_t>(*value));
+                i += 2;
+                break;
+            }
+            default:
+                usage("bad escape in \"" + text + "\": use \\r, \\n, \\t, \\0, \\\\ or \\xHH");
+        }
+    }
+    return bytes;
 }
 
 }  // namespace tavu::tavuctl

@@ -1,4 +1,5 @@
 #pragma once
+#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -23,5 +24,13 @@ std::vector<uint8_t> parseHex(const std::string& text);
 
 // "0x300C" or "12300".
 uint32_t parseAddress(const std::string& text);
+
+// Checks of an option's text before CLI11 converts it, so that "-1", "nan" or "inf" never turn
+// into a number; the message gives the valid range.
+CLI::Validator wholeNumber(uint64_t min, uint64_t max);
+CLI::Validator finiteNumber(double min, double max, const std::string& range);
+
+// "ID?\r" with the escapes \r \n \t \\ \0 and \xHH, as bytes.
+std::vector<uint8_t> parseEscapedText(const std::string& text);
 
 }  // namespace tavu::tavuctl

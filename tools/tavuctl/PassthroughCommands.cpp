@@ -48,12 +48,14 @@ void printDone(const Session& session, const std::string& text, Json value) {
 void addSerialOpen(CLI::App& serial, Session& session, const std::shared_ptr<Target>& target) {
     auto settings = std::make_shared<SerialSettings>();
     auto* open = serial.add_subcommand("open", "Open the camera's serial channel");
-    open->add_option("--baud", settings->baudRate, "Baud rate")->capture_default_str();
+    open->add_option("--baud", settings->baudRate, "Baud rate, in bits per second")
+        ->check(wholeNumber(1, UINT32_MAX))
+        ->capture_default_str();
     open->add_option("--parity", settings->parity, "Parity, as the recorder numbers it")
-        ->check(CLI::Range(0, 255))
+        ->check(wholeNumber(0, 255))
         ->capture_default_str();
     open->add_option("--stop-bits", settings->stopBits, "Stop bits, as the recorder numbers them")
-        ->check(CLI::Range(0, 255))
+        ->check(wholeNumber(0, 255))
         ->capture_default_str();
     open->callback([&session, target, settings] {
         onPort(session, *target, "cannot open the serial channel", [&](client::Client& c, uint32_t d, uint8_t p) {
@@ -67,18 +69,31 @@ void addSerialOpen(CLI::App& serial, Session& session, const std::shared_ptr<Tar
 
 void addSerialTransfer(CLI::App& serial, Session& session, const std::shared_ptr<Target>& target) {
     auto size = std::make_shared<uint32_t>(256);
-    auto* read = serial.add_subcommand("read", "Read what the camera sent, up to SIZE bytes, in hexadecimal");
-    read->add_option("SIZE", *size, "Most bytes to read")->capture_default_str();
+    auto* read = serial.add_subcommand(
+        "read", "Read SIZE bytes that the camera sent, in hexadecimal. The recorder waits a short time of its own "
+                "(100 in its units, milliseconds on most) for all of them and fails when fewer came");
+    read->add_option("SIZE", *size, "Bytes to read")->check(wholeNumber(0, UINT32_MAX))->capture_default_str();
     read->callback([&session, target, size] {
         printData(session, onPort(session, *target, "cannot read the serial channel",
                                   [&](client::Client& c, uint32_t d, uint8_t p) { return c.serialRead(d, p, *size); }));
     });
 
-    auto hex = std::make_shared<std::string>();
-    auto* write = serial.add_subcommand("write", "Send bytes to the camera");
-    write->add_option("HEX", *hex, "Bytes in hexadecimal, as in \"de ad be ef\"")->required();
-    write->callback([&session, target, hex] {
-        const std::vector<uint8_t> data = parseHex(*hex);
+    auto hex = std::make_shared<std::vector<std::string>>();
+    auto text = std::make_shared<std::string>();
+    auto* write = serial.add_subcommand("write", "Send bytes to the camera, given in hexadecimal or as text");
+    auto* hexOption = write->add_option("HEX", *hex, "Bytes in hexadecimal, as in \"de ad be ef\" or de ad be ef");
+    auto* textOption =
+        write->add_option("--text", *text, "Text to send, with the escapes \\r \\n \\t \\0 \\\\ and \\xHH, as in 'ID?\\r'");
+    hexOption->excludes(textOption);
+    write->callback([&session, target, hex, text, hexOption, textOption] {
+        if (hexOption->count() == 0 && textOption->count() == 0) {
+            throw Failure(exitcode::Usage, "give the bytes to send in hexadecimal, or as text with --text");
+        }
+        std::vector<uint8_t> data = parseEscapedText(*text);
+        for (const std::string& part : *hex) {
+            const std::vector<uint8_t> bytes = parseHex(part);
+            data.insert(data.end(), bytes.begin(), bytes.end());
+        }
         const uint32_t sent = onPort(session, *target, "cannot write to the serial channel",
                                      [&](client::Client& c, uint32_t d, uint8_t p) { return c.serialWrite(d, p, data); });
         printDone(session, "Sent " + std::to_string(sent) + " of " + std::to_string(data.size()) + " bytes.",
@@ -89,7 +104,7 @@ void addSerialTransfer(CLI::App& serial, Session& session, const std::shared_ptr
 void addSerialControl(CLI::App& serial, Session& session, const std::shared_ptr<Target>& target) {
     auto rate = std::make_shared<std::optional<uint32_t>>();
     auto* baud = serial.add_subcommand("baud", "Show the baud rate, or set it to RATE");
-    baud->add_option("RATE", *rate, "New baud rate");
+    baud->add_option("RATE", *rate, "New baud rate, in bits per second")->check(wholeNumber(1, UINT32_MAX));
     baud->callback([&session, target, rate] {
         if (*rate) {
             onPort(session, *target, "cannot set the baud rate", [&](client::Client& c, uint32_t d, uint8_t p) {
@@ -138,7 +153,7 @@ void addRegister(CLI::App& app, Session& session) {
     auto size = std::make_shared<uint32_t>(4);
     auto* read = reg->add_subcommand("read", "Read SIZE bytes from ADDR, in hexadecimal");
     read->add_option("ADDR", *address, "Register address, as in 0x300C or 12300")->required();
-    read->add_option("SIZE", *size, "Bytes to read")->capture_default_str();
+    read->add_option("SIZE", *size, "Bytes to read")->check(wholeNumber(0, UINT32_MAX))->capture_default_str();
     read->callback([&session, target, address, size] {
         const uint32_t at = parseAddress(*address);
         printData(session, onPort(session, *target, "cannot read register " + *address,

@@ -6,6 +6,7 @@
 #include "tools/tavuctl/Commands.h"
 #include "tools/tavuctl/Failure.h"
 #include "tools/tavuctl/Format.h"
+#include "tools/tavuctl/Parsing.h"
 
 namespace tavu::tavuctl {
 
@@ -128,6 +129,7 @@ void addPair(CLI::App& app, Session& session) {
                         "File whose bytes are stored with the pairing as the camera's information block")
         ->check(CLI::ExistingFile);
     command->add_option("--frames-per-packet", options->framesPerPacket, "Frames per packet of the camera")
+        ->check(wholeNumber(0, 65535))
         ->capture_default_str();
     command->callback([&session, options] { pair(session, *options); });
 }
@@ -147,14 +149,16 @@ void addConfig(CLI::App& app, Session& session) {
         "config", "Show a port's frame configuration, or set it when WIDTH and HEIGHT are given");
     addDeviceArgument(*command, options->device);
     addPortArgument(*command, options->port);
-    auto* width = command->add_option("WIDTH", options->width, "Frame width in pixels")->check(CLI::Range(1, 65535));
+    auto* width = command->add_option("WIDTH", options->width, "Frame width in pixels")->check(wholeNumber(1, 65535));
     auto* height =
-        command->add_option("HEIGHT", options->height, "Frame height in pixels")->check(CLI::Range(1, 65535));
+        command->add_option("HEIGHT", options->height, "Frame height in pixels")->check(wholeNumber(1, 65535));
     width->needs(height);
     height->needs(width);
     command->add_option("--pixel-format", options->pixelFormat, "Pixel format number, as the recorder knows it")
+        ->check(wholeNumber(0, UINT32_MAX))
         ->needs(width);
     command->add_option("--tap-geometry", options->tapGeometry, "Tap geometry number, as the recorder knows it")
+        ->check(wholeNumber(0, UINT32_MAX))
         ->needs(width);
     command->footer("Values not given keep their current setting.");
     command->callback([&session, options] { config(session, *options); });

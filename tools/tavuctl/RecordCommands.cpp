@@ -1,10 +1,12 @@
 // record, stop, trigger
 #include <time.h>
 
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 
 #include "tools/tavuctl/Commands.h"
+#include "tools/tavuctl/DeviceActivity.h"
 #include "tools/tavuctl/Failure.h"
 #include "tools/tavuctl/Parsing.h"
 #include "tools/tavuctl/ProgressDisplay.h"
@@ -30,8 +32,10 @@ constexpr const char* RecordFooter =
     "                   until a software trigger: press Enter, or run 'tavuctl trigger DEV'\n"
     "  --external-start trigger bit 0: the recorder's external input starts the recording\n"
     "  --external-stop  trigger bit 1: the external input stops it\n"
-    "The emulator has no trigger input and no pre-trigger: it ignores a request with an external\n"
-    "start or stop, and records at once otherwise.\n"
+    "The emulator has no trigger input and no pre-trigger: tavuctl refuses --external-start and\n"
+    "--external-stop there, and the emulator records at once otherwise.\n"
+    "A recording that ends short of what was asked (a full drive set, an unplugged recorder, a stop\n"
+    "by another client) is reported in one line on standard error, and the status is 1.\n"
     "tavuctl always stops the recording at the end, which finalises its files, also after Ctrl-C;\n"
     "a repeated Ctrl-C doesn't cut that short. If tavuctl was killed, 'tavuctl stop DEV' stops and\n"
     "keeps a recording that runs on.";
@@ -50,33 +54,62 @@ struct RecordOptions {
 enum class Ending { Done, Interrupted };
 
 // Every successful start is followed by a stop, which finalises the files, whatever happens
-// in between.
+// in between, unless another client stopped the recording first.
 class RecordingStopper {
 public:
-    RecordingStopper(client::Client& client, uint32_t device) : client_(client), device_(device) {}
+    RecordingStopper(client::Client& client, uint32_t device, bool emulator)
+        : client_(client), device_(device), emulator_(emulator) {}
     ~RecordingStopper() {
-        if (!stopped_) {
-            try {
-                client_.stopRecording(device_);
-            } catch (const std::exception& error) {
-                std::cerr << "tavuctl: could not stop the recording on device " << device_ << ": " << error.what()
-                          << "; 'tavuctl stop " << device_ << "' tries again\n";
-            }
+        if (stopped_) {
+            return;
+        }
+        try {
+            client_.stopRecording(device_);
+        } catch (const client::ServiceError& error) {
+            std::cerr << "tavuctl: could not stop the recording on device " << device_ << ": " << error.what() << "; "
+                      << afterFailedStop() << "\n";
+        } catch (const client::ClientError&) {
+            // The connection is gone; the message of the failure that ended the command says what to do.
         }
     }
     RecordingStopper(const RecordingStopper&) = delete;
     RecordingStopper& operator=(const RecordingStopper&) = delete;
 
-    void stop() {
+    // True when another client had stopped the recording already.
+    bool stop(RecordingMonitor& monitor) {
         stopped_ = true;
-        attempt("cannot stop the recording on device " + std::to_string(device_) + " ('tavuctl stop " +
-                    std::to_string(device_) + "' tries again)",
-                [&] { client_.stopRecording(device_); });
+        if (monitor.stoppedElsewhere()) {
+            return true;
+        }
+        try {
+            client_.stopRecording(device_);
+        } catch (const client::ServiceError& error) {
+            // The emulator's answer when another client's stop came first.
+            if (emulator_ && std::string(error.what()) == "Not recording") {
+                return true;
+            }
+            throw Failure(exitcode::Failed, "cannot stop the recording on device " + std::to_string(device_) + ": " +
+                                                error.what() + "; " + afterFailedStop());
+        }
+        return false;
     }
 
 private:
+    // A recorder keeps the recording running after a failed stop; the emulator has ended it and
+    // left its frames as a cut-off recording, which it cannot repair.
+    std::string afterFailedStop() const {
+        const std::string dev = std::to_string(device_);
+        if (emulator_) {
+            return "its frames are kept as a cut-off recording, which the emulated recorder cannot repair: make room "
+                   "on the disk, then 'tavuctl recover " +
+                   dev + " --discard' throws it away";
+        }
+        return "'tavuctl stop " + dev + "' tries again";
+    }
+
     client::Client& client_;
     uint32_t device_;
+    bool emulator_;
     bool stopped_ = false;
 };
 
@@ -157,49 +190,173 @@ Ending watch(Session& session, uint32_t device, RecordingMonitor& monitor, const
     }
 }
 
+// The recordings this command made: what each port's file is, once stopped.
+std::vector<FileRecord> recordingsMade(client::Client& client, uint32_t device, const RecordingMonitor& monitor) {
+    std::vector<FileRecord> made;
+    try {
+        const std::vector<FileRecord> files = client.listFiles(device);
+        for (const auto& port : monitor.ports()) {
+            const RecordingFile file = client.recordingFile(device, port.index);
+            const auto record = findRecording(files, file.fileId, file.streamId);
+            if (record && !findRecording(made, record->fileId, record->streamId)) {
+                made.push_back(*record);
+            }
+        }
+    } catch (const client::ServiceError&) {
+        // An unplugged recorder lists nothing; the frame counts of the monitor stand.
+    }
+    return made;
+}
+
+// Why a recording that ended by itself has less than was asked; nothing when it has all.
+std::optional<std::string> shortfall(client::Client& client, uint32_t device, const RecordingMonitor& monitor,
+                                     const RecordingRequest& request, bool stoppedElsewhere,
+                                     const std::vector<FileRecord>& made) {
+    std::string missing;
+    uint64_t fewest = UINT64_MAX;
+    for (const auto& port : monitor.ports()) {
+        const auto record = std::find_if(made.begin(), made.end(), [&](const FileRecord& r) { return r.port == port.name; });
+        const uint64_t frames = record != made.end() ? record->numFrames : monitor.frames(port.index);
+        if (frames < fewest) {
+            fewest = frames;
+            missing = "port " + std::to_string(port.index) + " (" + port.name + ") has " + std::to_string(frames) +
+                      (frames == 1 ? " frame" : " frames");
+        }
+    }
+    const auto recorded = monitor.recordingTime();
+    std::string asked;
+    bool cutShort = stoppedElsewhere || monitor.recorderGone() || fewest == 0;
+    switch (request.type) {
+        case StopCondition::FrameCount:
+            asked = " of the " + std::to_string(request.count) + " frames asked";
+            cutShort = cutShort || fewest < request.count;
+            break;
+        case StopCondition::Time:
+            asked = " of the " + std::to_string(static_cast<double>(request.count) / 1e6) + " s asked";
+            // Polled a few times a second: a recording that ended a moment early still ran its time.
+            cutShort = cutShort || !recorded ||
+                       std::chrono::duration<double, std::micro>(*recorded).count() <
+                           0.9 * static_cast<double>(request.count);
+            break;
+        case StopCondition::None:
+            // Only an external stop ends such a recording by design.
+            cutShort = cutShort || (request.externalTrigger & ExternalStop) == 0;
+            break;
+    }
+    if (!cutShort) {
+        return std::nullopt;
+    }
+    std::string cause = "it ended early";
+    std::optional<uint8_t> used;
+    try {
+        used = client.percentUsed(device);
+    } catch (const client::ServiceError&) {
+        used = monitor.percentUsed();
+    }
+    if (stoppedElsewhere) {
+        cause = "another client stopped it";
+    } else if (monitor.recorderGone()) {
+        cause = "the recorder was unplugged";
+    } else if (used && *used >= 98) {
+        cause = "the drive set is full (" + std::to_string(*used) + "% used)";
+    }
+    return "the recording on device " + std::to_string(device) + " ended short" + asked + ": " + missing + "; " + cause;
+}
+
 void reportRecording(Session& session, uint32_t device, Ending ending, const RecordingMonitor& monitor,
-                     const std::vector<FileRecord>& added) {
+                     const std::vector<FileRecord>& made, const std::optional<std::string>& shortText) {
     const char* endedBy = ending == Ending::Done ? "device" : "interrupt";
     if (session.json()) {
         session.emit({{"device", device},
                       {"endedBy", endedBy},
                       {"frames", monitor.framesJson()},
-                      {"recordings", recordingsJson(added)}});
-        return;
+                      {"short", shortText ? Json(*shortText) : Json()},
+                      {"recordings", recordingsJson(made)}});
+    } else {
+        std::cout << (ending == Ending::Done ? "The recording ended" : "Stopped the recording") << " on device "
+                  << device << ".\n";
+        if (made.empty()) {
+            std::cout << "No new recording appeared in the catalogue ('tavuctl files " << device
+                      << "' lists the recordings).\n";
+        } else {
+            std::cout << "New recordings:\n";
+            printRecordings(std::cout, made);
+        }
     }
-    std::cout << (ending == Ending::Done ? "The recording ended" : "Stopped the recording") << " on device "
-              << device << ".\n";
-    if (added.empty()) {
-        std::cout << "No new recording appeared in the catalogue ('tavuctl files " << device << "' lists the recordings).\n";
-        return;
+    if (shortText) {
+        std::cerr << "tavuctl: " << *shortText << std::endl;
     }
-    std::cout << "New recordings:\n";
-    printRecordings(std::cout, added);
+}
+
+std::string alreadyRecording(client::Client& client, uint32_t device) {
+    return runningRecordingText(client, device) + ", so it cannot start another; 'tavuctl stop " +
+           std::to_string(device) + "' stops that one";
+}
+
+// Refuses what the device would silently get wrong, then starts while no other tavuctl can.
+void start(client::Client& client, uint32_t device, const RecordingRequest& request) {
+    const GlobalLock lock(client);
+    if (recordingRuns(client, device)) {
+        throw Failure(exitcode::Failed, alreadyRecording(client, device));
+    }
+    try {
+        client.startRecording(device, request);
+    } catch (const client::ServiceError& error) {
+        if (std::string(error.what()) == "Already recording") {
+            throw Failure(exitcode::Failed, alreadyRecording(client, device));
+        }
+        throw Failure(exitcode::Failed, refusal("cannot start recording on device " + std::to_string(device), error));
+    }
+}
+
+void checkEmulatorRequest(client::Client& client, const RecordOptions& options) {
+    const std::string dev = std::to_string(options.device);
+    if (options.externalStart || options.externalStop) {
+        throw Failure(exitcode::Usage, "device " + dev +
+                                           " is the emulated recorder, which has no trigger input: it would record "
+                                           "nothing and wait forever. Record without --external-start and --external-stop");
+    }
+    // Its next recording is written to the very file that holds the cut-off one.
+    if (cutOffRecordingWaits(client, options.device)) {
+        throw Failure(exitcode::Failed, "device " + dev +
+                                            " has a cut-off recording waiting, which a new recording would overwrite; " +
+                                            cutOffAdvice(client, options.device));
+    }
 }
 
 void record(Session& session, const RecordOptions& options) {
     session.requireDevice(options.device);
     client::Client& client = session.client();
+    const uint32_t device = options.device;
+    const bool emulator = isEmulator(client, device);
+    if (emulator) {
+        checkEmulatorRequest(client, options);
+    }
     const std::vector<RecordingMonitor::Port> ports = choosePorts(session, options);
     const RecordingRequest request = requestFor(options, ports);
-    const std::vector<FileRecord> before = client.listFiles(options.device);
-    if (request.externalTrigger != 0 && client.hardwareType(options.device) == HardwareType::Emulator) {
-        std::cerr << "tavuctl: note: the emulator has no trigger input; it ignores a recording that waits for one\n";
-    }
 
     const InterruptGuard interrupts("\ntavuctl: stopping; the recording is being finalised, please wait\n");
-    attempt("cannot start recording on device " + std::to_string(options.device),
-            [&] { client.startRecording(options.device, request); });
-    RecordingStopper stopper(client, options.device);
-    RecordingMonitor monitor(client, options.device, ports, request);
-    const Ending ending = watch(session, options.device, monitor, request, interrupts);
-    stopper.stop();
-
-    reportRecording(session, options.device, ending, monitor,
-                    newRecordings(before, client.listFiles(options.device)));
-    // Ctrl-C is the normal end of a recording without a stop condition of its own.
-    const bool cutShort = ending == Ending::Interrupted && request.type != StopCondition::None;
-    session.exitCode = cutShort ? exitcode::Interrupted : exitcode::Ok;
+    try {
+        RecordingMonitor monitor(client, device, ports, request);
+        start(client, device, request);
+        RecordingStopper stopper(client, device, emulator);
+        const Ending ending = watch(session, device, monitor, request, interrupts);
+        const bool stoppedElsewhere = stopper.stop(monitor);
+        const std::vector<FileRecord> made = recordingsMade(client, device, monitor);
+        const auto shortText = ending == Ending::Done
+                                   ? shortfall(client, device, monitor, request, stoppedElsewhere, made)
+                                   : std::nullopt;
+        reportRecording(session, device, ending, monitor, made, shortText);
+        // Ctrl-C is the normal end of a recording without a stop condition of its own.
+        const bool interrupted = ending == Ending::Interrupted && request.type != StopCondition::None;
+        session.exitCode = shortText ? exitcode::Failed : interrupted ? exitcode::Interrupted : exitcode::Ok;
+    } catch (const client::ConnectionError& error) {
+        const std::string dev = std::to_string(device);
+        throw Failure(exitcode::NoService,
+                      "lost the connection to the service during the recording on device " + dev + " (" +
+                          error.what() + "). If the service ended, the recording was cut off: once the service runs again, "
+                          "'tavuctl recover " + dev + "' salvages it");
+    }
 }
 
 void addRecord(CLI::App& app, Session& session) {
@@ -207,15 +364,18 @@ void addRecord(CLI::App& app, Session& session) {
     auto* command = app.add_subcommand("record", "Record from one or more ports, with live progress");
     addDeviceArgument(*command, options->device);
     command->add_option("--ports", options->ports, "Ports to record, as in 0,1 or 0-3 (default: the paired ports)");
-    auto* frames = command->add_option("--frames", options->frames, "Stop after N frames per port")
-                       ->check(CLI::Range(uint64_t{1}, uint64_t{UINT32_MAX}));
-    auto* seconds = command->add_option("--seconds", options->seconds, "Stop after S seconds")
-                        ->check(CLI::Range(0.000001, 1e12));
+    auto* frames = command->add_option("--frames", options->frames, "Stop after N frames per port (1 to 4294967295)")
+                       ->check(wholeNumber(1, UINT32_MAX));
+    auto* seconds = command->add_option("--seconds", options->seconds, "Stop after S seconds (0.000001 to 1000000)")
+                        ->check(finiteNumber(0.000001, 1e6, "0.000001 to 1000000"));
     auto* untilStopped = command->add_flag("--until-stopped", options->untilStopped,
                                            "Record until Ctrl-C or an external stop (the default)");
     frames->excludes(seconds)->excludes(untilStopped);
     seconds->excludes(untilStopped);
-    command->add_option("--pretrigger", options->pretrigger, "Use the pre-trigger loop, with this loop value");
+    command->add_option("--pretrigger", options->pretrigger,
+                        "Use the pre-trigger loop of this length, in the recorder's units: frames with --frames, "
+                        "microseconds otherwise (0 to 18446744073709551615)")
+        ->check(wholeNumber(0, UINT64_MAX));
     command->add_flag("--external-start", options->externalStart, "Start on the recorder's external trigger input");
     command->add_flag("--external-stop", options->externalStop, "Stop on the recorder's external trigger input");
     command->footer(RecordFooter);
@@ -236,6 +396,12 @@ void stop(Session& session, uint32_t device) {
 
 void trigger(Session& session, uint32_t device) {
     session.requireDevice(device);
+    // A recorder takes a trigger with nothing recording without a word; it would fire the next
+    // recording at once.
+    if (!recordingRuns(session.client(), device)) {
+        throw Failure(exitcode::Failed, "nothing is recording on device " + std::to_string(device) +
+                                            ", so there is nothing to trigger");
+    }
     attempt("cannot trigger the recording on device " + std::to_string(device),
             [&] { session.client().softwareTrigger(device); });
     if (session.json()) {

@@ -24,28 +24,65 @@ std::string fixed(double value, int decimals) {
 
 RecordingMonitor::RecordingMonitor(client::Client& client, uint32_t device, std::vector<Port> ports,
                                    const RecordingRequest& request)
-    : client_(client), device_(device), request_(request) {
+    : client_(client), device_(device), request_(request), events_(client), portList_(ports) {
     for (Port& port : ports) {
-        ports_.push_back(PortState{std::move(port), {}, {}});
+        ports_.push_back(PortState{std::move(port), {}, false, {}});
     }
 }
 
 bool RecordingMonitor::poll() {
     const auto now = Clock::now();
-    for (PortState& state : ports_) {
-        sample(state, now);
+    bool done = false;
+    try {
+        done = client_.isRecordingDone(device_);
+        for (PortState& state : ports_) {
+            sample(state, now, done);
+        }
+    } catch (const client::ServiceError&) {
+        // An unplugged recorder refuses every question, while it records on by itself.
+        bool connected = true;
+        try {
+            connected = client_.deviceConnected(device_);
+        } catch (const client::ServiceError&) {
+            connected = false;
+        }
+        if (connected) {
+            throw;
+        }
+        gone_ = true;
+        return false;
     }
+    gone_ = false;
     sampleStorage(now);
-    return client_.isRecordingDone(device_);
+    if (done && !endedAt_) {
+        endedAt_ = now;
+    }
+    return done;
 }
 
-void RecordingMonitor::sample(PortState& state, Clock::time_point now) {
+bool RecordingMonitor::awaitsTrigger() const {
+    return request_.usePretrigger || (request_.externalTrigger & ExternalStart) != 0;
+}
+
+void RecordingMonitor::sample(PortState& state, Clock::time_point now, bool done) {
     state.progress = client_.recordingProgress(device_, state.port.index);
-    // A port that reached its frame count keeps the rate it finished at, rather than a rate
-    // that falls while its slower neighbours go on.
-    const bool finished = request_.type == StopCondition::FrameCount && state.samples.size() >= 2 &&
-                          state.samples.back().second >= request_.count;
-    if (finished) {
+    if (!state.started) {
+        state.started = !awaitsTrigger() || (state.progress.numFrames > 0 && !state.progress.inPretrigger);
+        if (state.started && !recordingSince_) {
+            recordingSince_ = now;
+        }
+    }
+    if (!state.started) {
+        // Frames of a pre-trigger loop are not a recording rate.
+        state.samples.clear();
+        return;
+    }
+    // A port that ended keeps the rate it finished at, rather than a rate that falls while its
+    // slower neighbours go on or while the stop is on its way.
+    const bool reachedCount = request_.type == StopCondition::FrameCount && state.samples.size() >= 2 &&
+                              state.samples.back().second >= request_.count;
+    const bool unchangedAtEnd = done && !state.samples.empty() && state.samples.back().second == state.progress.numFrames;
+    if (reachedCount || unchangedAtEnd) {
         return;
     }
     state.samples.emplace_back(now, state.progress.numFrames);
@@ -67,6 +104,31 @@ void RecordingMonitor::sampleStorage(Clock::time_point now) {
     }
 }
 
+bool RecordingMonitor::stoppedElsewhere() {
+    while (const auto event = events_.poll()) {
+        if (event->type == DeviceEvent::RecordingStopped && event->device == device_) {
+            stoppedElsewhere_ = true;
+        }
+    }
+    return stoppedElsewhere_;
+}
+
+uint64_t RecordingMonitor::frames(uint8_t port) const {
+    for (const PortState& state : ports_) {
+        if (state.port.index == port) {
+            return state.progress.numFrames;
+        }
+    }
+    return 0;
+}
+
+std::optional<std::chrono::steady_clock::duration> RecordingMonitor::recordingTime() const {
+    if (!recordingSince_) {
+        return std::nullopt;
+    }
+    return endedAt_.value_or(Clock::now()) - *recordingSince_;
+}
+
 std::optional<double> RecordingMonitor::framesPerSecond(const PortState& state) {
     if (state.samples.size() < 2) {
         return std::nullopt;
@@ -80,25 +142,37 @@ std::optional<double> RecordingMonitor::framesPerSecond(const PortState& state) 
     return static_cast<double>(lastFrames - std::min(firstFrames, lastFrames)) / seconds;
 }
 
-// How far the recording is towards its own end, when it has one.
+// How far the recording is towards its own end, when it has one and has begun.
 std::optional<double> RecordingMonitor::fraction(const PortState& state) const {
+    const auto recorded = recordingTime();
+    if (!state.started || !recorded) {
+        return std::nullopt;
+    }
     switch (request_.type) {
         case StopCondition::FrameCount:
             return static_cast<double>(state.progress.numFrames) / static_cast<double>(request_.count);
         case StopCondition::Time:
-            return std::chrono::duration<double, std::micro>(Clock::now() - start_).count() /
-                   static_cast<double>(request_.count);
+            return std::chrono::duration<double, std::micro>(*recorded).count() / static_cast<double>(request_.count);
         case StopCondition::None:
             break;
     }
     return std::nullopt;
 }
 
+std::string RecordingMonitor::waitingText(const PortState& state) const {
+    const bool external = (request_.externalTrigger & ExternalStart) != 0;
+    const std::string trigger = external ? "the external start input" : "the trigger";
+    if (state.progress.inPretrigger) {
+        return "pre-trigger loop filling (" + std::to_string(state.progress.numFrames) + " frames), waiting for " +
+               trigger;
+    }
+    return "waiting for " + trigger;
+}
+
 std::string RecordingMonitor::portLine(const PortState& state, bool terminal) const {
     std::string line = "  port " + std::to_string(state.port.index) + " " + state.port.name + "  ";
-    if (state.progress.inPretrigger) {
-        return line + "pre-trigger loop filling, waiting for the trigger (" +
-               std::to_string(state.progress.numFrames) + " frames)";
+    if (!state.started) {
+        return line + waitingText(state);
     }
     const std::optional<double> done = fraction(state);
     if (done && terminal) {
@@ -119,14 +193,20 @@ std::string RecordingMonitor::portLine(const PortState& state, bool terminal) co
 std::vector<std::string> RecordingMonitor::lines(bool terminal) const {
     const std::string elapsed = formatElapsed(Clock::now() - start_);
     std::vector<std::string> result;
+    const std::string dev = std::to_string(device_);
+    if (gone_) {
+        result.push_back("The recorder of device " + dev +
+                         " is disconnected; it records on by itself. Waiting for it to come back (Ctrl-C stops)");
+    }
     if (terminal) {
-        std::string header = "Recording on device " + std::to_string(device_) + ", " + elapsed;
+        const bool waiting = !recordingSince_;
+        std::string header = (waiting ? "Waiting to record on device " : "Recording on device ") + dev + ", " + elapsed;
         if (request_.type == StopCondition::Time) {
             header += " of " + fixed(static_cast<double>(request_.count) / 1e6, 1) + " s";
         }
         const bool softwareTrigger = request_.usePretrigger && (request_.externalTrigger & ExternalStart) == 0;
-        header += softwareTrigger ? "  (Enter triggers; Ctrl-C stops and keeps the recording)"
-                                  : "  (Ctrl-C stops and keeps the recording)";
+        header += softwareTrigger && waiting ? "  (Enter triggers; Ctrl-C stops and keeps the recording)"
+                                             : "  (Ctrl-C stops and keeps the recording)";
         result.push_back(header);
     }
     for (const PortState& state : ports_) {

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "tools/tavuctl/Commands.h"
+#include "tools/tavuctl/DeviceActivity.h"
 #include "tools/tavuctl/Failure.h"
 #include "tools/tavuctl/Format.h"
 #include "tools/tavuctl/ProgressDisplay.h"
@@ -70,7 +71,7 @@ void recover(Session& session, const RecoverOptions& options) {
     session.requireDevice(options.device);
     client::Client& client = session.client();
     const uint32_t device = options.device;
-    if (!client.hasIncompleteFile(device)) {
+    if (!cutOffRecordingWaits(client, device)) {
         if (session.json()) {
             session.emit({{"device", device}, {"incomplete", false}});
         } else {
@@ -91,6 +92,11 @@ void recover(Session& session, const RecoverOptions& options) {
             std::cout << "Discarded the incomplete recording of " << onDevice(device) << ".\n";
         }
         return;
+    }
+    if (isEmulator(client, device)) {
+        throw Failure(exitcode::Failed, "the emulated recorder cannot repair a cut-off recording, so the one on " +
+                                            onDevice(device) + " cannot be recovered; 'tavuctl recover " +
+                                            std::to_string(device) + " --discard' throws it away");
     }
     attempt("cannot start the recovery on " + onDevice(device), [&] { client.startRecovery(device); });
     switch (waitForRecovery(session, device)) {
@@ -118,6 +124,7 @@ void addRecoverCommand(CLI::App& app, Session& session) {
     command->add_flag("--discard", options->discard, "Throw the incomplete recording away instead");
     command->add_flag("-y,--yes", options->yes, "Don't ask before discarding");
     command->footer("Without an incomplete recording there is nothing to do, and the status is 0.\n"
+                    "The emulated recorder cannot repair a recording; there, only --discard helps.\n"
                     "Ctrl-C cancels a running recovery; the incomplete recording then stays for a later try.");
     command->callback([&session, options] { recover(session, *options); });
 }

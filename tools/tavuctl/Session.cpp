@@ -59,6 +59,18 @@ void Session::requirePort(uint32_t device, unsigned port) {
     }
 }
 
+FileRecord Session::requireRecording(uint32_t device, uint32_t fileId, uint32_t streamId) {
+    requireDevice(device);
+    const std::string dev = std::to_string(device);
+    for (const FileRecord& record : client().listFiles(device)) {
+        if (record.fileId == fileId && record.streamId == streamId) {
+            return record;
+        }
+    }
+    throw Failure(exitcode::Usage, "there is no recording " + std::to_string(fileId) + "/" + std::to_string(streamId) +
+                                       " of device " + dev + "; 'tavuctl files " + dev + "' lists the recordings");
+}
+
 std::string Session::portLabel(uint32_t device, uint8_t port) {
     std::string name;
     try {
@@ -71,8 +83,9 @@ std::string Session::portLabel(uint32_t device, uint8_t port) {
 
 void Session::emit(const Json& value) const { std::cout << value.dump(2) << std::endl; }
 
-std::ostream& Session::progressOut() const { return options.json ? std::cerr : std::cout; }
+// Standard output carries results alone, so that a pipe or a file gets clean data.
+std::ostream& Session::progressOut() const { return std::cerr; }
 
-int Session::progressFd() const { return options.json ? STDERR_FILENO : STDOUT_FILENO; }
+int Session::progressFd() const { return STDERR_FILENO; }
 
 }  // namespace tavu::tavuctl

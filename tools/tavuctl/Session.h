@@ -27,6 +27,8 @@ public:
     void requireDevice(uint32_t device);
     // Also checks the device.
     void requirePort(uint32_t device, unsigned port);
+    // The catalogue entry; a usage failure that says where to look when there is none.
+    FileRecord requireRecording(uint32_t device, uint32_t fileId, uint32_t streamId);
     // "port 0 (Emu) of device 0"
     std::string portLabel(uint32_t device, uint8_t port);
 
@@ -36,7 +38,7 @@ public:
     bool json() const { return options.json; }
     // The command's result in --json mode.
     void emit(const Json& value) const;
-    // Where progress goes: standard output, or standard error when that carries JSON.
+    // Where progress and notices go: standard error.
     std::ostream& progressOut() const;
     int progressFd() const;
 

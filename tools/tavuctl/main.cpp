@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <csignal>
+#include <functional>
+#include <optional>
 #include <iostream>
 
 #include "tools/tavuctl/Commands.h"
@@ -44,6 +47,58 @@ std::string failureMessage(const CLI::App* app, const CLI::Error& error) {
     return "tavuctl: " + std::string(error.what()) + "\nRun '" + command + " --help' for more information.\n";
 }
 
+// Letters to change, add or drop to turn one word into the other.
+size_t editDistance(const std::string& a, const std::string& b) {
+    std::vector<size_t> row(b.size() + 1);
+    for (size_t j = 0; j <= b.size(); ++j) {
+        row[j] = j;
+    }
+    for (size_t i = 1; i <= a.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t above = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
+            diagonal = above;
+        }
+    }
+    return row[b.size()];
+}
+
+std::string unknownCommand(const CLI::App& app, const std::string& word) {
+    std::string message = "tavuctl: unknown command '" + word + "'";
+    size_t best = 3;
+    for (const CLI::App* command : app.get_subcommands(std::function<bool(const CLI::App*)>())) {
+        const size_t distance = editDistance(word, command->get_name());
+        if (distance < best) {
+            best = distance;
+            message = "tavuctl: unknown command '" + word + "'; did you mean '" + command->get_name() + "'?";
+        }
+    }
+    return message + "\nRun 'tavuctl --help' for the list of commands.\n";
+}
+
+// The command word is the first argument that is not an option: "help [COMMAND]" becomes
+// "[COMMAND] --help", and a word that is no command is refused with the nearest one.
+std::optional<std::vector<std::string>> commandLine(const CLI::App& app, int argc, char** argv) {
+    std::vector<std::string> args(argv, argv + argc);
+    const auto word = std::find_if(args.begin() + 1, args.end(), [](const std::string& arg) { return !arg.starts_with("-"); });
+    if (word == args.end()) {
+        return args;
+    }
+    if (*word == "help") {
+        args.erase(word);
+        args.emplace_back("--help");
+        return args;
+    }
+    const auto named = app.get_subcommands([&](const CLI::App* command) { return command->get_name() == *word; });
+    if (named.empty()) {
+        std::cerr << unknownCommand(app, *word);
+        return std::nullopt;
+    }
+    return args;
+}
+
 int report(const Session& session, int code, const std::string& message) {
     std::cerr << "tavuctl: " << message << std::endl;
     if (session.json()) {
@@ -72,8 +127,16 @@ int run(int argc, char** argv) {
         std::cerr << app.help();
         return exitcode::Usage;
     }
+    const auto args = commandLine(app, argc, argv);
+    if (!args) {
+        return exitcode::Usage;
+    }
+    std::vector<char*> pointers;
+    for (const std::string& arg : *args) {
+        pointers.push_back(const_cast<char*>(arg.c_str()));
+    }
     try {
-        app.parse(argc, argv);
+        app.parse(static_cast<int>(pointers.size()), pointers.data());
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? exitcode::Ok : exitcode::Usage;
     } catch (const Failure& failure) {
