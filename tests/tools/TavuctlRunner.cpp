@@ -99,6 +99,8 @@ void TavuctlRunner::Child::signal(int number) const { ::kill(pid_, number); }
 
 std::string TavuctlRunner::Child::output() const { return readWhole(out_); }
 
+std::string TavuctlRunner::Child::errors() const { return readWhole(err_); }
+
 Outcome TavuctlRunner::Child::finish(std::chrono::milliseconds bound) {
     Outcome outcome;
     int status = 0;

@@ -32,8 +32,9 @@ public:
         Child& operator=(const Child&) = delete;
 
         void signal(int number) const;
-        // Standard output so far.
+        // Standard output and standard error so far.
         std::string output() const;
+        std::string errors() const;
         // Waits for the end within the bound; a child still running then is killed and fails the test.
         Outcome finish(std::chrono::milliseconds bound = std::chrono::seconds(60));
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <regex>
 #include <nlohmann/json.hpp>
 
 #include "tests/tools/TavuctlRunner.h"
@@ -64,7 +65,7 @@ protected:
 };
 
 TEST_F(TavuctlTest, DevicesAndPortsForPeopleAndForScripts) {
-    EXPECT_TRUE(contains(expect(0, {"devices"}), "Emulator"));
+    EXPECT_TRUE(contains(expect(0, {"devices"}), "KIND      TYPE  PORTS  USED\n0    Emulator  yes        emulator  1"));
     const json devices = expectJson({"devices"});
     ASSERT_EQ(devices["devices"].size(), 1u);
     EXPECT_EQ(devices["devices"][0]["name"], "Emulator");
@@ -169,7 +170,13 @@ TEST_F(TavuctlTest, ErrorsSayWhatExistsAndUseTheDocumentedStatus) {
     expect(2, {"record", "0", "--frames", "0"});
     expect(2, {"record", "0", "--frames", "5", "--seconds", "1"});
     EXPECT_TRUE(contains(expect(2, {"record", "0"}), "pair"));
-    expect(2, {"no-such-command"});
+    for (const char* seconds : {"nan", "inf", "-1", "1e99", "0"}) {
+        EXPECT_TRUE(contains(expect(2, {"record", "0", "--seconds", seconds}), "from 0.000001 to 1000000")) << seconds;
+    }
+    EXPECT_TRUE(contains(expect(2, {"ports", "-1"}), "not a whole number from 0 to 4294967295"));
+    EXPECT_TRUE(contains(expect(2, {"--json", "recrod", "0"}), "unknown command 'recrod'; did you mean 'record'?"));
+    EXPECT_TRUE(contains(expect(0, {"help", "record"}), "Usage: tavuctl record"));
+    EXPECT_TRUE(contains(expect(2, {"export", "0", "99", "0", "--out", "x"}), "there is no recording 99/0"));
 
     const Outcome outcome = tavuctl.run({"--json", "ports", "5"});
     EXPECT_EQ(outcome.status, 2);
@@ -183,12 +190,12 @@ TEST_F(TavuctlTest, InterruptStopsAndKeepsTheRecording) {
          {std::tuple{std::vector<std::string>{"record", "0"}, SIGINT, 0},
           std::tuple{std::vector<std::string>{"record", "0", "--frames", "100000"}, SIGTERM, 130}}) {
         TavuctlRunner::Child record = tavuctl.start(args);
-        // Progress lines show that frames are being written.
-        ASSERT_TRUE(eventually([&] { return contains(record.output(), " frames "); }));
+        // Progress lines show that frames are being written, on standard error.
+        ASSERT_TRUE(eventually([&] { return contains(record.errors(), " frames "); }));
         record.signal(signal);
         const Outcome outcome = record.finish();
         EXPECT_EQ(outcome.status, status) << outcome.err;
-        EXPECT_TRUE(contains(outcome.out, "Stopped the recording")) << outcome.out;
+        EXPECT_TRUE(outcome.out.starts_with("Stopped the recording")) << outcome.out;
         EXPECT_TRUE(contains(outcome.out, "New recordings")) << outcome.out;
     }
     const json files = expectJson({"files", "0"})["recordings"];
@@ -219,29 +226,96 @@ TEST_F(TavuctlTest, EventsArePrintedAsTheyArrive) {
         if (event["type"] == "FilesChanged" && event["device"] == 7) {
             continue;
         }
-        seen.push_back(event["type"].get<std::string>() + " " + event["device"].dump() + " " + event["port"].dump());
+        EXPECT_TRUE(std::regex_match(event["time"].get<std::string>(),
+                                     std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d)")))
+            << line;
+        seen.push_back(event["type"].get<std::string>() + " " + event["device"].dump() + " " +
+                       (event.contains("portMask") ? "mask " + event["portMask"].dump() : event["port"].dump()));
     }
     ASSERT_GE(seen.size(), 2u);
     EXPECT_EQ(std::vector<std::string>(seen.begin(), seen.begin() + 2),
-              (std::vector<std::string>{"RecordingStarted 0 1", "RecordingStopped 0 0"}));
+              (std::vector<std::string>{"RecordingStarted 0 mask 1", "RecordingStopped 0 0"}));
 }
 
-TEST_F(TavuctlTest, RecoverDiscardsACutOffRecording) {
+TEST_F(TavuctlTest, ACutOffRecordingIsNamedWithWhatToDoAndCanBeDiscarded) {
     EXPECT_TRUE(contains(expect(0, {"recover", "0"}), "nothing to do"));
     expect(0, {"pair", "0", "0", "cam1"});
     expect(0, {"config", "0", "0", "8", "4"});
     TavuctlRunner::Child record = tavuctl.start({"record", "0"});
-    ASSERT_TRUE(eventually([&] { return contains(record.output(), " frames "); }));
+    ASSERT_TRUE(eventually([&] { return contains(record.errors(), " frames "); }));
+    // While it runs, its frames are no cut-off recording.
+    EXPECT_FALSE(expectJson({"files", "0"})["cutOffRecording"].get<bool>());
+    EXPECT_TRUE(contains(expect(0, {"recover", "0", "--discard", "--yes"}), "nothing to do"));
     // The service dies in the middle: the recording is left incomplete.
     service.kill(SIGKILL);
     ASSERT_TRUE(service.waitForExit());
-    EXPECT_EQ(record.finish().status, 3);
+    const Outcome lost = record.finish();
+    EXPECT_EQ(lost.status, 3);
+    EXPECT_TRUE(contains(lost.err, "lost the connection to the service during the recording on device 0")) << lost.err;
+    EXPECT_TRUE(contains(lost.err, "'tavuctl recover 0'")) << lost.err;
+    EXPECT_FALSE(contains(lost.err, "could not stop")) << lost.err;
 
     ServiceProcess restarted(home, {"noautoclose"}, {{"TAVUSRV_ENABLE_EMULATOR", "1"}});
     ASSERT_TRUE(restarted.waitForSocket());
+    for (const auto& command : {std::vector<std::string>{"devices"}, std::vector<std::string>{"files", "0"}}) {
+        const Outcome listed = tavuctl.run(command);
+        EXPECT_TRUE(contains(listed.err, "device 0 has a cut-off recording waiting")) << listed.err;
+        EXPECT_TRUE(contains(listed.err, "'tavuctl recover 0 --discard'")) << listed.err;
+        EXPECT_FALSE(contains(listed.out, "cut-off")) << listed.out;
+    }
+    EXPECT_TRUE(expectJson({"devices"})["devices"][0]["cutOffRecording"].get<bool>());
+    // A new recording would be written over it.
+    EXPECT_TRUE(contains(expect(1, {"record", "0", "--frames", "1"}), "which a new recording would overwrite"));
+    const std::string refused = expect(1, {"recover", "0"});
+    EXPECT_TRUE(contains(refused, "the emulated recorder cannot repair")) << refused;
+    EXPECT_FALSE(contains(refused, "deadlock")) << refused;
     EXPECT_TRUE(contains(expect(2, {"recover", "0", "--discard"}), "--yes"));
     EXPECT_TRUE(contains(expect(0, {"recover", "0", "--discard", "--yes"}), "Discarded"));
     EXPECT_TRUE(contains(expect(0, {"recover", "0"}), "nothing to do"));
+}
+
+TEST_F(TavuctlTest, RecordRefusesWhatWouldLoseOrNeverMakeARecording) {
+    EXPECT_TRUE(contains(expect(1, {"trigger", "0"}), "nothing is recording on device 0"));
+    expect(0, {"pair", "0", "0", "cam1"});
+    expect(0, {"config", "0", "0", "8", "4"});
+    EXPECT_TRUE(contains(expect(2, {"record", "0", "--external-start"}), "no trigger input"));
+
+    TavuctlRunner::Child first = tavuctl.start({"record", "0"});
+    ASSERT_TRUE(eventually([&] { return contains(first.errors(), " frames "); }));
+    const std::string second = expect(1, {"record", "0", "--frames", "3"});
+    EXPECT_TRUE(contains(second, "device 0 is recording (port 0 Emu: ")) << second;
+    EXPECT_TRUE(contains(second, "'tavuctl stop 0' stops that one")) << second;
+    expect(0, {"trigger", "0"});
+    first.signal(SIGINT);
+    const Outcome ended = first.finish();
+    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(expectJson({"files", "0"})["recordings"].size(), 1u);
+
+    // A stop that can't write the catalogue: the emulator has ended the recording, so stopping
+    // again can't help, and its frames wait as a cut-off recording.
+    fs::create_directories(home.dataDir() / "OREK Systems/TAVU/Emulator/Emu/2.meta");
+    const std::string failed = expect(1, {"record", "0", "--frames", "3"});
+    EXPECT_TRUE(contains(failed, "cannot stop the recording on device 0: Failed to open file")) << failed;
+    EXPECT_TRUE(contains(failed, "'tavuctl recover 0 --discard'")) << failed;
+    EXPECT_FALSE(contains(failed, "tries again")) << failed;
+    fs::remove(home.dataDir() / "OREK Systems/TAVU/Emulator/Emu/2.meta");
+    EXPECT_TRUE(contains(expect(0, {"recover", "0", "--discard", "--yes"}), "Discarded"));
+    expect(0, {"record", "0", "--frames", "2"});
+}
+
+TEST_F(TavuctlTest, NamesThatTheCatalogueCouldNotListAgainAreRefused) {
+    const std::string fileId = std::to_string(recordFrames("1")["fileId"].get<uint32_t>());
+    for (const std::string& name : std::vector<std::string>{"", "two\nlines", "\xff\xfe", std::string(2000, 'x')}) {
+        expect(2, {"rename", "0", fileId, "0", name});
+        expect(2, {"info", "0", fileId, "0", "--name", name});
+    }
+    // Asked for its own name again, the name stays as it is.
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(contains(expect(0, {"info", "0", fileId, "0", "--name", "shot"}), "  name       shot\n"));
+    }
+    // A recording without an identity block shows none.
+    EXPECT_TRUE(contains(expect(0, {"info", "0", fileId, "0"}), "identity   none"));
+    EXPECT_EQ(expectJson({"files", "0"})["recordings"][0]["name"], "shot");
 }
 
 class TavuctlWithoutServiceTest : public ::testing::Test {

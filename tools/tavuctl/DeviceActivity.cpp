@@ -27,11 +27,17 @@ bool isEmulator(client::Client& client, uint32_t device) {
     return askOrFalse([&] { return client.hardwareType(device) == HardwareType::Emulator; });
 }
 
+// The emulator writes a running recording to the file that a cut-off one is left in. That file
+// is a cut-off recording when this service never recorded, or when the recording ended and its
+// stop failed (a recording that ended by itself looks the same for the moment until its stop).
+bool emulatorFileIsCutOff(client::Client& client, uint32_t device) {
+    return client.recordingFile(device, 0).fileId == NoFileYet || client.isRecordingDone(device);
+}
+
 bool recordingRuns(client::Client& client, uint32_t device) {
     return askOrFalse([&] {
         if (isEmulator(client, device)) {
-            // Its frames go to the cut-off recording's file while it runs.
-            return client.hasIncompleteFile(device) && client.recordingFile(device, 0).fileId != NoFileYet;
+            return client.hasIncompleteFile(device) && !emulatorFileIsCutOff(client, device);
         }
         return !client.isRecordingDone(device);
     });
@@ -42,7 +48,7 @@ bool cutOffRecordingWaits(client::Client& client, uint32_t device) {
         if (!client.hasIncompleteFile(device)) {
             return false;
         }
-        return !isEmulator(client, device) || client.recordingFile(device, 0).fileId == NoFileYet;
+        return !isEmulator(client, device) || emulatorFileIsCutOff(client, device);
     });
 }
 

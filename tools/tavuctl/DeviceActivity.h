@@ -12,7 +12,7 @@ namespace tavu::tavuctl {
 
 bool isEmulator(client::Client& client, uint32_t device);
 
-// A recording that runs, or that ended by itself and still waits for its stop.
+// A recording that runs (on a recorder also one that ended by itself and waits for its stop).
 bool recordingRuns(client::Client& client, uint32_t device);
 
 // A recording cut off by a lost service, waiting for 'tavuctl recover'.

@@ -208,6 +208,12 @@ std::vector<FileRecord> recordingsMade(client::Client& client, uint32_t device, 
     return made;
 }
 
+std::string secondsText(uint64_t microseconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g", static_cast<double>(microseconds) / 1e6);
+    return text;
+}
+
 // Why a recording that ended by itself has less than was asked; nothing when it has all.
 std::optional<std::string> shortfall(client::Client& client, uint32_t device, const RecordingMonitor& monitor,
                                      const RecordingRequest& request, bool stoppedElsewhere,
@@ -223,7 +229,6 @@ std::optional<std::string> shortfall(client::Client& client, uint32_t device, co
                       (frames == 1 ? " frame" : " frames");
         }
     }
-    const auto recorded = monitor.recordingTime();
     std::string asked;
     bool cutShort = stoppedElsewhere || monitor.recorderGone() || fewest == 0;
     switch (request.type) {
@@ -232,11 +237,9 @@ std::optional<std::string> shortfall(client::Client& client, uint32_t device, co
             cutShort = cutShort || fewest < request.count;
             break;
         case StopCondition::Time:
-            asked = " of the " + std::to_string(static_cast<double>(request.count) / 1e6) + " s asked";
-            // Polled a few times a second: a recording that ended a moment early still ran its time.
-            cutShort = cutShort || !recorded ||
-                       std::chrono::duration<double, std::micro>(*recorded).count() <
-                           0.9 * static_cast<double>(request.count);
+            asked = " of the " + secondsText(request.count) + " s asked";
+            cutShort = cutShort || std::chrono::duration<double, std::micro>(monitor.longestRecordingTime()).count() <
+                                       0.9 * static_cast<double>(request.count);
             break;
         case StopCondition::None:
             // Only an external stop ends such a recording by design.

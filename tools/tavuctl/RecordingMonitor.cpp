@@ -73,6 +73,7 @@ void RecordingMonitor::sample(PortState& state, Clock::time_point now, bool done
         }
     }
     if (!state.started) {
+        waitedUntil_ = now;
         // Frames of a pre-trigger loop are not a recording rate.
         state.samples.clear();
         return;
@@ -127,6 +128,10 @@ std::optional<std::chrono::steady_clock::duration> RecordingMonitor::recordingTi
         return std::nullopt;
     }
     return endedAt_.value_or(Clock::now()) - *recordingSince_;
+}
+
+std::chrono::steady_clock::duration RecordingMonitor::longestRecordingTime() const {
+    return endedAt_.value_or(Clock::now()) - waitedUntil_;
 }
 
 std::optional<double> RecordingMonitor::framesPerSecond(const PortState& state) {

@@ -41,6 +41,8 @@ public:
     const std::vector<Port>& ports() const { return portList_; }
     // From the first frame after any wait for a trigger; nothing while it still waits.
     std::optional<std::chrono::steady_clock::duration> recordingTime() const;
+    // The most it can have recorded for: from the last look that saw it wait to the look that saw it end.
+    std::chrono::steady_clock::duration longestRecordingTime() const;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -69,6 +71,7 @@ private:
     Clock::time_point start_ = Clock::now();
     std::optional<Clock::time_point> recordingSince_;
     std::optional<Clock::time_point> endedAt_;
+    Clock::time_point waitedUntil_ = start_;
     Clock::time_point lastStorage_{};
     std::optional<uint8_t> percentUsed_;
     bool gone_ = false;
