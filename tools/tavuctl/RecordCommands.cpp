@@ -355,10 +355,13 @@ void record(Session& session, const RecordOptions& options) {
         session.exitCode = shortText ? exitcode::Failed : interrupted ? exitcode::Interrupted : exitcode::Ok;
     } catch (const client::ConnectionError& error) {
         const std::string dev = std::to_string(device);
-        throw Failure(exitcode::NoService,
-                      "lost the connection to the service during the recording on device " + dev + " (" +
-                          error.what() + "). If the service ended, the recording was cut off: once the service runs again, "
-                          "'tavuctl recover " + dev + "' salvages it");
+        const std::string recover = emulator ? "'tavuctl recover " + dev +
+                                                   " --discard' throws it away, as the emulated recorder cannot repair it"
+                                             : "'tavuctl recover " + dev + "' salvages it";
+        throw Failure(exitcode::NoService, "lost the connection to the service during the recording on device " + dev +
+                                               " (" + error.what() +
+                                               "). If the service ended, the recording was cut off: once the service "
+                                               "runs again, " + recover);
     }
 }
 

@@ -19,7 +19,8 @@ constexpr const char* Description =
 constexpr const char* Footer =
     "Exit status:\n"
     "  0    success\n"
-    "  1    the service refused the request (its reason is shown), or a local file could not be used\n"
+    "  1    the service refused the request (its reason is shown), a local file could not be used,\n"
+    "       or a recording ended short of what was asked\n"
     "  2    usage: bad arguments, or no such device, port, recording or frame\n"
     "  3    no service: none listens and none could be started (the message says where tavusvc\n"
     "       was looked for), or the connection to it was lost\n"
@@ -27,7 +28,9 @@ constexpr const char* Footer =
     "       stopped and kept, and every image written is complete\n"
     "\n"
     "Environment: TAVUSRV_ENABLE_EMULATOR=1 gives a service that tavuctl starts an emulated\n"
-    "recorder as device 0. The socket is $XDG_RUNTIME_DIR/tavusrv, else /tmp/tavusrv-<uid>/tavusrv.";
+    "recorder as device 0. The socket is $XDG_RUNTIME_DIR/tavusrv, else /tmp/tavusrv-<uid>/tavusrv.\n"
+    "Results go to standard output; progress and notices to standard error.\n"
+    "'tavuctl help COMMAND' is 'tavuctl COMMAND --help'.";
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
     app.add_flag("--json", options.json,
