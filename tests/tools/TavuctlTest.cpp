@@ -252,7 +252,7 @@ TEST_F(TavuctlTest, ACutOffRecordingIsNamedWithWhatToDoAndCanBeDiscarded) {
     const Outcome lost = record.finish();
     EXPECT_EQ(lost.status, 3);
     EXPECT_TRUE(contains(lost.err, "lost the connection to the service during the recording on device 0")) << lost.err;
-    EXPECT_TRUE(contains(lost.err, "'tavuctl recover 0'")) << lost.err;
+    EXPECT_TRUE(contains(lost.err, "'tavuctl recover 0 --discard'")) << lost.err;
     EXPECT_FALSE(contains(lost.err, "could not stop")) << lost.err;
 
     ServiceProcess restarted(home, {"noautoclose"}, {{"TAVUSRV_ENABLE_EMULATOR", "1"}});
