@@ -286,9 +286,14 @@ TEST_F(TavuctlTest, RecordRefusesWhatWouldLoseOrNeverMakeARecording) {
     EXPECT_TRUE(contains(second, "device 0 is recording (port 0 Emu: ")) << second;
     EXPECT_TRUE(contains(second, "'tavuctl stop 0' stops that one")) << second;
     expect(0, {"trigger", "0"});
-    first.signal(SIGINT);
+    // Stopped by another client: said in one line, and not stopped a second time.
+    expect(0, {"stop", "0"});
     const Outcome ended = first.finish();
-    EXPECT_EQ(ended.status, 0) << ended.err;
+    EXPECT_EQ(ended.status, 1) << ended.err;
+    EXPECT_TRUE(contains(ended.err, "ended short: port 0 (Emu) has ")) << ended.err;
+    EXPECT_TRUE(contains(ended.err, "; another client stopped it\n")) << ended.err;
+    EXPECT_FALSE(contains(ended.err, "cannot stop")) << ended.err;
+    EXPECT_TRUE(contains(ended.out, "New recordings")) << ended.out;
     EXPECT_EQ(expectJson({"files", "0"})["recordings"].size(), 1u);
 
     // A stop that can't write the catalogue: the emulator has ended the recording, so stopping

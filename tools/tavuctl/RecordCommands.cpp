@@ -68,8 +68,10 @@ public:
         } catch (const client::ServiceError& error) {
             std::cerr << "tavuctl: could not stop the recording on device " << device_ << ": " << error.what() << "; "
                       << afterFailedStop() << "\n";
-        } catch (const client::ClientError&) {
-            // The connection is gone; the message of the failure that ended the command says what to do.
+        } catch (const client::ConnectionError&) {
+            // The message of the failure that ended the command says what to do.
+        } catch (const std::exception& error) {
+            std::cerr << "tavuctl: could not stop the recording on device " << device_ << ": " << error.what() << "\n";
         }
     }
     RecordingStopper(const RecordingStopper&) = delete;

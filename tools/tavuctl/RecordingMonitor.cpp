@@ -106,8 +106,15 @@ void RecordingMonitor::sampleStorage(Clock::time_point now) {
 }
 
 bool RecordingMonitor::stoppedElsewhere() {
+    // A stop counts only after this recording's start: the queue is made before the start, and a
+    // stop of an earlier recording may still be on its way.
     while (const auto event = events_.poll()) {
-        if (event->type == DeviceEvent::RecordingStopped && event->device == device_) {
+        if (event->device != device_) {
+            continue;
+        }
+        if (event->type == DeviceEvent::RecordingStarted) {
+            sawStart_ = true;
+        } else if (event->type == DeviceEvent::RecordingStopped && sawStart_) {
             stoppedElsewhere_ = true;
         }
     }

@@ -75,6 +75,7 @@ private:
     Clock::time_point lastStorage_{};
     std::optional<uint8_t> percentUsed_;
     bool gone_ = false;
+    bool sawStart_ = false;
     bool stoppedElsewhere_ = false;
 };
 
