@@ -18,11 +18,15 @@ constexpr auto ConnectRetry = std::chrono::milliseconds(10);
 constexpr auto RelaunchInterval = std::chrono::milliseconds(500);
 constexpr int HandshakeAttempts = 3;
 
-ObjectValue envelope(Command command) {
-    ObjectValue request = ObjectValue::map(3);
-    request.mapAppend("act", ObjectValue::string("exec"));
-    request.mapAppend("ord", ObjectValue::positive(static_cast<uint32_t>(command)));
-    return request;
+// {"act": "exec", "ord": command, "params": ...}, written straight into the request's bytes: a
+// tree built first and then copied out would cost more than the round trip's own work.
+void writeEnvelope(MessageWriter& writer, Command command) {
+    writer.writeMapHeader(3);
+    writer.writeString("act");
+    writer.writeString("exec");
+    writer.writeString("ord");
+    writer.writeUint(static_cast<uint32_t>(command));
+    writer.writeString("params");
 }
 
 // {"result": {"ver": 0}}
@@ -107,10 +111,14 @@ void Connection::connectOrStart(const ConnectOptions& options) {
 
 bool Connection::versionAccepted(const ConnectOptions& options) {
     connectOrStart(options);
-    ObjectValue request = ObjectValue::map(2);
-    request.mapAppend("act", ObjectValue::string("verCheck"));
-    request.mapAppend("ver", ObjectValue::positive(ProtocolVersion));
-    const std::optional<ObjectValue> answer = transfer(request);
+    request_.clear();
+    MessageWriter writer(request_);
+    writer.writeMapHeader(2);
+    writer.writeString("act");
+    writer.writeString("verCheck");
+    writer.writeString("ver");
+    writer.writeUint(ProtocolVersion);
+    const std::optional<ObjectValue> answer = transfer();
     if (!answer) {
         return false;
     }
@@ -130,9 +138,23 @@ bool Connection::versionAccepted(const ConnectOptions& options) {
 }
 
 ObjectValue Connection::call(Command command, const ObjectValue& params) {
-    ObjectValue request = envelope(command);
-    request.mapAppend("params", ObjectValue(params));
-    ObjectValue reply = exchange(request, commandName(command));
+    request_.clear();
+    MessageWriter writer(request_);
+    writeEnvelope(writer, command);
+    writer.writeObject(params);
+    return result(command);
+}
+
+ObjectValue Connection::call(Command command) {
+    request_.clear();
+    MessageWriter writer(request_);
+    writeEnvelope(writer, command);
+    writer.writeMapHeader(0);
+    return result(command);
+}
+
+ObjectValue Connection::result(Command command) {
+    ObjectValue reply = exchange(commandName(command));
     if (const int32_t error = reply.mapIndexOf("error"); error >= 0) {
         const ObjectValue& text = reply.mapValueAt(static_cast<uint32_t>(error));
         throw ServiceError(command, text.type() == ObjectType::String ? text.asString() : "(no text)");
@@ -143,13 +165,11 @@ ObjectValue Connection::call(Command command, const ObjectValue& params) {
     return ObjectValue::map(0);
 }
 
-ObjectValue Connection::call(Command command) { return call(command, ObjectValue::map(0)); }
-
-ObjectValue Connection::exchange(const ObjectValue& request, const char* what) {
+ObjectValue Connection::exchange(const char* what) {
     if (broken_) {
         throw ConnectionError("the connection to the service was lost earlier");
     }
-    std::optional<ObjectValue> reply = transfer(request);
+    std::optional<ObjectValue> reply = transfer();
     if (!reply) {
         fail(std::string("the connection to the service was lost during ") + what);
     }
@@ -159,10 +179,8 @@ ObjectValue Connection::exchange(const ObjectValue& request, const char* what) {
     return std::move(*reply);
 }
 
-std::optional<ObjectValue> Connection::transfer(const ObjectValue& request) {
+std::optional<ObjectValue> Connection::transfer() {
     // One write per request, so the service reads it in one piece.
-    request_.clear();
-    MessageWriter(request_).writeObject(request);
     if (socket_.write(request_.data(), request_.size()) != request_.size()) {
         return std::nullopt;
     }

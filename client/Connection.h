@@ -45,9 +45,12 @@ private:
     void connectOrStart(const ConnectOptions& options);
     // Connects and passes the version check; false when the connection closed before the reply.
     bool versionAccepted(const ConnectOptions& options);
-    ObjectValue exchange(const ObjectValue& request, const char* what);
-    // Sends a request and reads its reply; nothing when the connection fails on the way.
-    std::optional<ObjectValue> transfer(const ObjectValue& request);
+    // The "result" map of the reply to the request in request_, as call returns it.
+    ObjectValue result(Command command);
+    ObjectValue exchange(const char* what);
+    // Sends the request in request_ and reads its reply; nothing when the connection fails on
+    // the way.
+    std::optional<ObjectValue> transfer();
     [[noreturn]] void fail(const std::string& message);
 
     std::string socketPath_;

@@ -60,7 +60,7 @@ OpenedFile TavuDeviceEmulator::openFile(uint32_t fileId, uint32_t) {
     const uint32_t openFileId = freeSlot();
     PlaybackSlot& slot = slots_[openFileId];
     slot.fileId = fileId;
-    slot.file = FrameFile(folder_.framePath(fileId), "rb");
+    slot.file = FrameFile(folder_.framePath(fileId), FrameFile::Mode::Read);
     if (!slot.file.isOpen()) {
         throw std::runtime_error("Failed to open file");
     }

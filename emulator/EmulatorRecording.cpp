@@ -38,7 +38,7 @@ void TavuDeviceEmulator::startRecording(const RecordingRequest& request) {
     }
     currentFileId_ = nextFileId();
     RecordingJob job{request.type, request.count, static_cast<uint32_t>(width_) * height_,
-                     FrameFile(folder_.incompletePath(), "wb")};
+                     FrameFile(folder_.incompletePath(), FrameFile::Mode::Write)};
     if (!job.file.isOpen()) {
         throw std::runtime_error("Failed to create file");
     }

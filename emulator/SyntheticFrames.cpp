@@ -82,7 +82,9 @@ Header frameHeader(uint32_t frameNumber, uint64_t clockMs) {
     return header;
 }
 
-FrameSequence::FrameSequence(uint32_t pixelsPerFrame) : frame_(size_t{pixelsPerFrame} * 2) {}
+FrameSequence::FrameSequence(uint32_t pixelsPerFrame)
+    : storage_(std::make_unique_for_overwrite<uint8_t[]>(size_t{pixelsPerFrame} * 2)),
+      frame_(storage_.get(), size_t{pixelsPerFrame} * 2) {}
 
 std::span<const uint8_t> FrameSequence::next(uint16_t width) {
     ramp_ = fillRamp(frame_, ramp_);

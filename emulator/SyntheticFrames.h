@@ -2,8 +2,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace tavu {
 
@@ -32,7 +32,10 @@ public:
     std::span<const uint8_t> next(uint16_t width);
 
 private:
-    std::vector<uint8_t> frame_;
+    // Not zeroed first: every frame is written whole before it goes out, and 8 MiB of zeros
+    // would cost as much as a good part of a frame.
+    std::unique_ptr<uint8_t[]> storage_;
+    std::span<uint8_t> frame_;
     uint32_t ramp_ = 0;
     uint64_t clockMs_ = kClockStartMs;
     uint32_t frameNumber_ = 0;

@@ -66,6 +66,8 @@ struct CommandContext {
     DeviceManager& manager;
     const ObjectValue& request;
     MessageWriter& writer;
+    // The client's end, for a reply that another thread sends on this one's behalf.
+    Stream& connection;
 
     const ObjectValue& params() const { return request.mapAt("params"); }
 

@@ -1,5 +1,6 @@
 #include <stdexcept>
 
+#include "encoding/BufferStream.h"
 #include "protocol/ClientHoldings.h"
 #include "protocol/Commands.h"
 #include "registry/DeviceManager.h"
@@ -43,9 +44,47 @@ void destroyEventQueue(CommandContext& context) {
     context.reply();
 }
 
+namespace {
+
+// Lets a broadcaster send this connection's readEvent reply while the connection's thread sleeps.
+class ReplyHandOff final : public EventHandOff {
+public:
+    explicit ReplyHandOff(Stream& connection) : connection_(connection) {
+        // A reply the broadcaster sent in part leaves the rest here, and it must not allocate then.
+        unsent.reserve(64);
+    }
+
+    std::vector<uint8_t> encode(const DeviceEvent& event) const override {
+        BufferStream buffer;
+        MessageWriter writer(buffer);
+        sendResult(writer, 1);
+        writePairs(writer, "event", event);
+        return {buffer.data(), buffer.data() + buffer.size()};
+    }
+
+    uint64_t sendNow(std::span<const uint8_t> bytes) noexcept override {
+        return connection_.writeNow(bytes.data(), bytes.size());
+    }
+
+    void awaitPeer(std::chrono::steady_clock::time_point deadline) noexcept override {
+        connection_.awaitInput(deadline);
+    }
+
+private:
+    Stream& connection_;
+};
+
+}  // namespace
+
 void readEvent(CommandContext& context) {
     const uint32_t queueId = ownedQueueParam(context);
-    context.reply("event", context.manager.readEvent(queueId));
+    ReplyHandOff handOff(context.connection);
+    const DeviceEvent event = context.manager.readEvent(queueId, &handOff);
+    if (handOff.taken) {
+        context.writer.writeRaw(handOff.unsent.data(), handOff.unsent.size());
+        return;
+    }
+    context.reply("event", event);
 }
 
 void tryReadEvent(CommandContext& context) {

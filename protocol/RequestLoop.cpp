@@ -27,7 +27,11 @@ public:
         buffer_.clear();
         return writer_;
     }
-    void send() { stream_.write(buffer_.data(), buffer_.size()); }
+    void send() {
+        if (buffer_.size() > 0) {
+            stream_.write(buffer_.data(), buffer_.size());
+        }
+    }
 
     // The reply goes out before the log line.
     void error(const char* text) {
@@ -113,7 +117,7 @@ void runRequestLoop(Stream& stream, ClientHoldings& holdings, DeviceManager& man
             replier.error("Unrecognized function.");
             continue;
         }
-        runCommand(CommandContext{holdings, clients, manager, request, replier.begin()}, ordinal, replier);
+        runCommand(CommandContext{holdings, clients, manager, request, replier.begin(), stream}, ordinal, replier);
     }
 }
 

@@ -120,14 +120,14 @@ void DeviceManager::destroyQueue(uint32_t queueId, bool silent) {
     }
 }
 
-DeviceEvent DeviceManager::readEvent(uint32_t queueId) {
+DeviceEvent DeviceManager::readEvent(uint32_t queueId, EventHandOff* handOff) {
     EventQueue* queue = nullptr;
     {
         std::lock_guard guard(lock_);
         queue = &queueInUse(queueId);
     }
     // Slots are never freed, so the queue outlives the wait, which holds no lock of the manager.
-    return queue->pop();
+    return queue->pop(handOff);
 }
 
 std::optional<DeviceEvent> DeviceManager::tryReadEvent(uint32_t queueId) {
@@ -136,13 +136,24 @@ std::optional<DeviceEvent> DeviceManager::tryReadEvent(uint32_t queueId) {
 }
 
 void DeviceManager::broadcast(const DeviceEvent& event) {
-    // Holding the lock for the whole walk gives every queue the same order of events.
-    std::lock_guard guard(lock_);
-    for (const auto& slot : queueSlots_) {
-        if (slot->inUse) {
-            slot->queue.push(event);
+    // Readers blocked on an empty queue are answered from here, by this one thread, after the
+    // walk; the rest find the event in their queues.
+    std::vector<EventQueue::Claim> claims;
+    {
+        // Holding the lock for the whole walk gives every queue the same order of events. A
+        // claimed reader stays blocked until its reply is out, so nothing posted later can
+        // overtake it.
+        std::lock_guard guard(lock_);
+        claims.reserve(queueSlots_.size());
+        for (const auto& slot : queueSlots_) {
+            if (slot->inUse) {
+                if (const std::optional<EventQueue::Claim> claim = slot->queue.pushOrClaim(event)) {
+                    claims.push_back(*claim);
+                }
+            }
         }
     }
+    EventQueue::handOff(event, claims);
 }
 
 void DeviceManager::notifyFilesChanged(uint32_t device) {

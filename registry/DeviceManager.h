@@ -52,7 +52,8 @@ public:
     // Unless silent, the emptied queue gets a QueueClosed, which frees a reader blocked in it.
     void destroyQueue(uint32_t queueId, bool silent);
     // Waits at most EventQueue::ReadTimeout, without holding the manager's lock.
-    DeviceEvent readEvent(uint32_t queueId);
+    // With a hand-off, the broadcaster may send the reader's reply itself (EventHandOff).
+    DeviceEvent readEvent(uint32_t queueId, EventHandOff* handOff = nullptr);
     std::optional<DeviceEvent> tryReadEvent(uint32_t queueId);
     void broadcast(const DeviceEvent& event);
 

@@ -1,5 +1,6 @@
 #include "transport/BufferedSocket.h"
 
+#include <poll.h>
 #include <sys/mman.h>
 
 #include <algorithm>
@@ -39,6 +40,19 @@ uint64_t BufferedSocket::read(void* buffer, uint64_t byteCount) {
         moved += take;
     }
     return moved;
+}
+
+void BufferedSocket::awaitInput(std::chrono::steady_clock::time_point deadline) {
+    if (bufferStart_ != bufferEnd_ || !isOpen()) {
+        return;
+    }
+    pollfd peer{nativeHandle(), POLLIN | POLLRDHUP, 0};
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0 || ::poll(&peer, 1, static_cast<int>(left.count())) != 0) {
+            return;  // input, a departure, the deadline, or a failure that the next read reports
+        }
+    }
 }
 
 }  // namespace tavu

@@ -14,6 +14,7 @@ public:
     explicit BufferedSocket(LocalSocket socket) : LocalSocket(std::move(socket)) {}
 
     uint64_t read(void* buffer, uint64_t byteCount) override;
+    void awaitInput(std::chrono::steady_clock::time_point deadline) override;
 
 private:
     static constexpr uint64_t BufferSize = 64 * 1024;

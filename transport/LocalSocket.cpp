@@ -94,6 +94,14 @@ uint64_t LocalSocket::write(const void* buffer, uint64_t byteCount) {
     return moved;
 }
 
+uint64_t LocalSocket::writeNow(const void* buffer, uint64_t byteCount) {
+    ssize_t sent = -1;
+    do {
+        sent = fd_ >= 0 ? ::send(fd_, buffer, byteCount, MSG_NOSIGNAL | MSG_DONTWAIT) : 0;
+    } while (sent < 0 && errno == EINTR);
+    return sent > 0 ? static_cast<uint64_t>(sent) : 0;
+}
+
 void LocalSocket::close() {
     if (fd_ >= 0) {
         ::shutdown(fd_, SHUT_RDWR);

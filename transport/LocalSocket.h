@@ -26,6 +26,7 @@ public:
 
     uint64_t read(void* buffer, uint64_t byteCount) override;
     uint64_t write(const void* buffer, uint64_t byteCount) override;
+    uint64_t writeNow(const void* buffer, uint64_t byteCount) override;
 
     // Ends the channel in both directions; a read blocked on another thread returns a
     // short count. The descriptor itself stays with this object until it is destroyed, so
