@@ -1,0 +1,188 @@
+#include "tools/tavutango/TavuRecorder.h"
+
+#include "tools/tavutango/TangoErrors.h"
+
+namespace tavu::tavutango {
+
+Tango::DevState stateOf(Condition condition) {
+    switch (condition) {
+        case Condition::Idle:
+            return Tango::ON;
+        case Condition::Recording:
+            return Tango::RUNNING;
+        case Condition::Waiting:
+            return Tango::STANDBY;
+        case Condition::Incomplete:
+            return Tango::ALARM;
+        case Condition::ServiceLost:
+        case Condition::NoRecorder:
+        case Condition::Unplugged:
+            break;
+    }
+    return Tango::FAULT;
+}
+
+TavuRecorder::TavuRecorder(Tango::DeviceClass* deviceClass, const char* name) : TANGO_BASE_CLASS(deviceClass, name) {
+    init_device();
+}
+
+TavuRecorder::~TavuRecorder() { delete_device(); }
+
+void TavuRecorder::init_device() {
+    Tango::DbData properties{Tango::DbDatum("RecorderName")};
+    if (Tango::Util::_UseDb) {
+        get_db_device()->get_property(properties);
+    }
+    std::string recorderName;
+    if (!properties[0].is_empty()) {
+        properties[0] >> recorderName;
+    }
+    set_change_event("State", true, false);
+    pushedVersion_ = 0;
+    link_ = std::make_unique<RecorderLink>(recorderName, client::ConnectOptions{},
+                                           [this](const LinkSnapshot& snapshot) { linkChanged(snapshot); });
+    linkChanged(link_->snapshot());
+}
+
+void TavuRecorder::delete_device() { link_.reset(); }
+
+Tango::DevState TavuRecorder::dev_state() {
+    const Tango::DevState state = stateOf(link_->snapshot().condition);
+    set_state(state);
+    return state;
+}
+
+Tango::ConstDevString TavuRecorder::dev_status() {
+    status_ = link_->snapshot().why;
+    return status_.c_str();
+}
+
+// Runs on the link's thread as well as on the framework's: the device's monitor keeps it apart
+// from the reads and commands of clients.
+void TavuRecorder::linkChanged(const LinkSnapshot& snapshot) {
+    try {
+        Tango::AutoTangoMonitor guard(this, true);
+        if (snapshot.version <= pushedVersion_) {
+            return;
+        }
+        pushedVersion_ = snapshot.version;
+        const Tango::DevState state = stateOf(snapshot.condition);
+        const bool stateChanged = state != get_state() || snapshot.why != get_status();
+        set_state(state);
+        set_status(snapshot.why);
+        if (stateChanged) {
+            push_change_event("State");
+        }
+        if (snapshot.connected != static_cast<bool>(pushedConnected_)) {
+            pushedConnected_ = snapshot.connected;
+            push_change_event("Connected", &pushedConnected_);
+        }
+        if (snapshot.recording != static_cast<bool>(pushedRecording_)) {
+            pushedRecording_ = snapshot.recording;
+            push_change_event("Recording", &pushedRecording_);
+        }
+        // While recording every look is pushed, so that a subscriber sees the counts at least
+        // once a second even when a port stands still.
+        const std::vector<Tango::DevLong64> frames(snapshot.frames.begin(), snapshot.frames.end());
+        if (!frames.empty() && (snapshot.recording || frames != pushedFrames_)) {
+            pushedFrames_ = frames;
+            push_change_event("FramesRecorded", pushedFrames_.data(), static_cast<long>(pushedFrames_.size()));
+        }
+    } catch (const Tango::DevFailed&) {
+        // No event system yet (the device is being built), or the monitor was held past its
+        // timeout by a device being deleted: the next change pushes again.
+    }
+}
+
+void TavuRecorder::readConnected(Tango::Attribute& attribute) {
+    connected_ = link_->snapshot().connected;
+    attribute.set_value(&connected_);
+}
+
+void TavuRecorder::readRecording(Tango::Attribute& attribute) {
+    recording_ = link_->snapshot().recording;
+    attribute.set_value(&recording_);
+}
+
+void TavuRecorder::readDeviceType(Tango::Attribute& attribute) {
+    number_ = forClient("TavuRecorder::read DeviceType", [&] {
+        return link_->withDevice([](client::Client& client, uint32_t device) { return client.hardwareType(device); });
+    });
+    attribute.set_value(&number_);
+}
+
+void TavuRecorder::readPortCount(Tango::Attribute& attribute) {
+    number_ = forClient("TavuRecorder::read PortCount", [&] {
+        return link_->withDevice([](client::Client& client, uint32_t device) { return client.portCount(device); });
+    });
+    attribute.set_value(&number_);
+}
+
+void TavuRecorder::readPercentUsed(Tango::Attribute& attribute) {
+    number_ = forClient("TavuRecorder::read PercentUsed", [&] {
+        return link_->withDevice([](client::Client& client, uint32_t device) { return client.percentUsed(device); });
+    });
+    attribute.set_value(&number_);
+}
+
+void TavuRecorder::readRecoveryStatus(Tango::Attribute& attribute) {
+    number_ = forClient("TavuRecorder::read RecoveryStatus", [&] {
+        return static_cast<Tango::DevLong>(link_->withDevice(
+            [](client::Client& client, uint32_t device) { return client.recoveryStatus(device); }));
+    });
+    attribute.set_value(&number_);
+}
+
+void TavuRecorder::readPortNames(Tango::Attribute& attribute) {
+    portNames_ = forClient("TavuRecorder::read PortNames", [&] {
+        return link_->withDevice([](client::Client& client, uint32_t device) {
+            std::vector<std::string> names;
+            const uint8_t count = client.portCount(device);
+            for (uint8_t port = 0; port < count; ++port) {
+                names.push_back(client.portName(device, port));
+            }
+            return names;
+        });
+    });
+    portNamePointers_.clear();
+    for (std::string& name : portNames_) {
+        portNamePointers_.push_back(name.data());
+    }
+    attribute.set_value(portNamePointers_.data(), static_cast<long>(portNamePointers_.size()));
+}
+
+void TavuRecorder::readWidth(Tango::Attribute& attribute) { readGeometry(attribute, true); }
+
+void TavuRecorder::readHeight(Tango::Attribute& attribute) { readGeometry(attribute, false); }
+
+void TavuRecorder::readGeometry(Tango::Attribute& attribute, bool width) {
+    geometry_ = forClient("TavuRecorder::read Width/Height", [&] {
+        return link_->withDevice([&](client::Client& client, uint32_t device) {
+            std::vector<Tango::DevLong> values;
+            const uint8_t count = client.portCount(device);
+            for (uint8_t port = 0; port < count; ++port) {
+                const PortConfig config = client.getPortConfig(device, port);
+                values.push_back(width ? config.width : config.height);
+            }
+            return values;
+        });
+    });
+    attribute.set_value(geometry_.data(), static_cast<long>(geometry_.size()));
+}
+
+// Asked of the recorder on each read, so that a recording that another client started counts too.
+void TavuRecorder::readFramesRecorded(Tango::Attribute& attribute) {
+    frames_ = forClient("TavuRecorder::read FramesRecorded", [&] {
+        return link_->withDevice([](client::Client& client, uint32_t device) {
+            std::vector<Tango::DevLong64> values;
+            const uint8_t count = client.portCount(device);
+            for (uint8_t port = 0; port < count; ++port) {
+                values.push_back(static_cast<Tango::DevLong64>(client.recordingProgress(device, port).numFrames));
+            }
+            return values;
+        });
+    });
+    attribute.set_value(frames_.data(), static_cast<long>(frames_.size()));
+}
+
+}  // namespace tavu::tavutango

@@ -1,0 +1,92 @@
+#include "tools/tavutango/TavuRecorderClass.h"
+
+#include <memory>
+
+#include "tools/tavutango/TavuRecorder.h"
+
+namespace tavu::tavutango {
+
+namespace {
+
+using Reader = void (TavuRecorder::*)(Tango::Attribute&);
+using Writer = void (TavuRecorder::*)(Tango::WAttribute&);
+
+// An attribute of any shape whose read and write are members of the device.
+template <typename Shape>
+class MemberAttribute : public Shape {
+public:
+    template <typename... ShapeArguments>
+    MemberAttribute(Reader reader, Writer writer, ShapeArguments... arguments)
+        : Shape(arguments...), reader_(reader), writer_(writer) {}
+
+    void read(Tango::DeviceImpl* device, Tango::Attribute& attribute) override {
+        (static_cast<TavuRecorder*>(device)->*reader_)(attribute);
+    }
+    void write(Tango::DeviceImpl* device, Tango::WAttribute& attribute) override {
+        if (writer_ != nullptr) {
+            (static_cast<TavuRecorder*>(device)->*writer_)(attribute);
+        }
+    }
+
+private:
+    Reader reader_;
+    Writer writer_;
+};
+
+// Widths and heights are 16-bit, ports fewer than 32.
+constexpr long MaxPorts = 32;
+constexpr long MaxImageSide = 65535;
+
+// The framework takes ownership of what the factories hand it.
+template <typename Shape, typename... ShapeArguments>
+Tango::Attr* attribute(Reader reader, ShapeArguments... arguments) {
+    return std::make_unique<MemberAttribute<Shape>>(reader, nullptr, arguments...).release();
+}
+
+Tango::Attr* evented(Tango::Attr* attribute) {
+    attribute->set_change_event(true, false);
+    return attribute;
+}
+
+}  // namespace
+
+TavuRecorderClass::TavuRecorderClass(std::string& name) : Tango::DeviceClass(name) {}
+
+TavuRecorderClass* TavuRecorderClass::init(const char* name) {
+    std::string text(name);
+    return std::unique_ptr<TavuRecorderClass>(new TavuRecorderClass(text)).release();
+}
+
+void TavuRecorderClass::attribute_factory(std::vector<Tango::Attr*>& attributes) {
+    using Scalar = Tango::Attr;
+    using Spectrum = Tango::SpectrumAttr;
+    attributes.push_back(evented(attribute<Scalar>(&TavuRecorder::readConnected, "Connected", Tango::DEV_BOOLEAN)));
+    attributes.push_back(attribute<Scalar>(&TavuRecorder::readDeviceType, "DeviceType", Tango::DEV_LONG));
+    attributes.push_back(attribute<Scalar>(&TavuRecorder::readPortCount, "PortCount", Tango::DEV_LONG));
+    attributes.push_back(
+        attribute<Spectrum>(&TavuRecorder::readPortNames, "PortNames", Tango::DEV_STRING, MaxPorts));
+    attributes.push_back(attribute<Spectrum>(&TavuRecorder::readWidth, "Width", Tango::DEV_LONG, MaxPorts));
+    attributes.push_back(attribute<Spectrum>(&TavuRecorder::readHeight, "Height", Tango::DEV_LONG, MaxPorts));
+    attributes.push_back(attribute<Scalar>(&TavuRecorder::readPercentUsed, "PercentUsed", Tango::DEV_LONG));
+    attributes.push_back(evented(attribute<Scalar>(&TavuRecorder::readRecording, "Recording", Tango::DEV_BOOLEAN)));
+    attributes.push_back(evented(
+        attribute<Spectrum>(&TavuRecorder::readFramesRecorded, "FramesRecorded", Tango::DEV_LONG64, MaxPorts)));
+    attributes.push_back(attribute<Scalar>(&TavuRecorder::readRecoveryStatus, "RecoveryStatus", Tango::DEV_LONG));
+}
+
+void TavuRecorderClass::command_factory() {}
+
+void TavuRecorderClass::device_factory(const Tango::DevVarStringArray* names) {
+    for (CORBA::ULong index = 0; index < names->length(); ++index) {
+        auto device = std::make_unique<TavuRecorder>(this, (*names)[index].in());
+        TavuRecorder& made = *device;
+        device_list.push_back(device.release());
+        if (Tango::Util::_UseDb && !Tango::Util::_FileDb) {
+            export_device(&made);
+        } else {
+            export_device(&made, made.get_name().c_str());
+        }
+    }
+}
+
+}  // namespace tavu::tavutango
