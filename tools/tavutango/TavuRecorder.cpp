@@ -1,5 +1,6 @@
 #include "tools/tavutango/TavuRecorder.h"
 
+#include "tools/tavutango/JsonArgument.h"
 #include "tools/tavutango/TangoErrors.h"
 
 namespace tavu::tavutango {
@@ -183,6 +184,42 @@ void TavuRecorder::readFramesRecorded(Tango::Attribute& attribute) {
         });
     });
     attribute.set_value(frames_.data(), static_cast<long>(frames_.size()));
+}
+
+// Without "ports", the ports that have a camera, as tavuctl records them.
+std::string TavuRecorder::startRecording(const std::string& argument) {
+    RecordingArgument parsed = parseRecording(argument);
+    parsed.request.portMask = link_->withDevice([&](client::Client& client, uint32_t device) {
+        const uint8_t count = client.portCount(device);
+        std::vector<uint8_t> ports;
+        for (uint8_t port = 0; port < count && !parsed.ports; ++port) {
+            if (!client.pairedTo(device, port).empty()) {
+                ports.push_back(port);
+            }
+        }
+        for (const uint8_t port : parsed.ports.value_or(ports)) {
+            if (port >= count) {
+                throw BadArgument("the recorder has no port " + std::to_string(port) + "; it has " +
+                                  std::to_string(count));
+            }
+        }
+        if (!parsed.ports && ports.empty()) {
+            throw BadArgument("no port has a camera: name the ports with \"ports\", or Pair a camera first");
+        }
+        return portMask(parsed.ports.value_or(ports));
+    });
+    link_->startRecording(parsed.request);
+    return {};
+}
+
+std::string TavuRecorder::stopRecording(const std::string&) {
+    link_->withDevice([](client::Client& client, uint32_t device) { client.stopRecording(device); });
+    return {};
+}
+
+std::string TavuRecorder::softwareTrigger(const std::string&) {
+    link_->withDevice([](client::Client& client, uint32_t device) { client.softwareTrigger(device); });
+    return {};
 }
 
 }  // namespace tavu::tavutango

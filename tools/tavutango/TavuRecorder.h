@@ -34,6 +34,11 @@ public:
     void readFramesRecorded(Tango::Attribute& attribute);
     void readRecoveryStatus(Tango::Attribute& attribute);
 
+    // Commands: a text in (empty for those that take none), a text out (empty for those that give none).
+    std::string startRecording(const std::string& argument);
+    std::string stopRecording(const std::string& argument);
+    std::string softwareTrigger(const std::string& argument);
+
 private:
     void linkChanged(const LinkSnapshot& snapshot);
     void readGeometry(Tango::Attribute& attribute, bool width);

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "tools/tavutango/TangoErrors.h"
 #include "tools/tavutango/TavuRecorder.h"
 
 namespace tavu::tavutango {
@@ -31,6 +32,37 @@ public:
 private:
     Reader reader_;
     Writer writer_;
+};
+
+using Action = std::string (TavuRecorder::*)(const std::string&);
+
+// A command of the device: a text or nothing in, a text or nothing out. Whatever the action
+// raises reaches the client as a DevFailed; the server itself goes on.
+class MemberCommand : public Tango::Command {
+public:
+    MemberCommand(const char* name, Action action, const char* in, const char* out)
+        : Tango::Command(name, in ? Tango::DEV_STRING : Tango::DEV_VOID, out ? Tango::DEV_STRING : Tango::DEV_VOID,
+                         in ? in : "", out ? out : "", Tango::OPERATOR),
+          action_(action), origin_("TavuRecorder::" + std::string(name)) {}
+
+    CORBA::Any* execute(Tango::DeviceImpl* device, const CORBA::Any& in) override {
+        std::string argument;
+        if (get_in_type() == Tango::DEV_STRING) {
+            Tango::DevString text = nullptr;
+            extract(in, text);
+            argument = text;
+        }
+        const std::string result =
+            forClient(origin_.c_str(), [&] { return (static_cast<TavuRecorder*>(device)->*action_)(argument); });
+        if (get_out_type() == Tango::DEV_STRING) {
+            return insert(CORBA::string_dup(result.c_str()));
+        }
+        return insert();
+    }
+
+private:
+    Action action_;
+    std::string origin_;
 };
 
 // Widths and heights are 16-bit, ports fewer than 32.
@@ -74,7 +106,16 @@ void TavuRecorderClass::attribute_factory(std::vector<Tango::Attr*>& attributes)
     attributes.push_back(attribute<Scalar>(&TavuRecorder::readRecoveryStatus, "RecoveryStatus", Tango::DEV_LONG));
 }
 
-void TavuRecorderClass::command_factory() {}
+void TavuRecorderClass::command_factory() {
+    const auto add = [this](const char* name, Action action, const char* in = nullptr, const char* out = nullptr) {
+        command_list.push_back(std::make_unique<MemberCommand>(name, action, in, out).release());
+    };
+    add("StartRecording", &TavuRecorder::startRecording,
+        R"(JSON: {"ports": [0, 1], "frames": 100} or "seconds": S; "trigger": "software" | "external-start" | )"
+        R"("external-start-stop"; "pretrigger": N. Without "ports", the ports with a camera.)");
+    add("StopRecording", &TavuRecorder::stopRecording);
+    add("SoftwareTrigger", &TavuRecorder::softwareTrigger);
+}
 
 void TavuRecorderClass::device_factory(const Tango::DevVarStringArray* names) {
     for (CORBA::ULong index = 0; index < names->length(); ++index) {

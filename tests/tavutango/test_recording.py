@@ -1,0 +1,32 @@
+import json
+
+import tango
+
+from conftest import Events
+
+
+def test_a_recording_runs_from_start_to_its_files_with_change_events(emulator):
+    home, device = emulator.home, emulator.device
+    home.tavuctl("config", "0", "0", "64", "32")
+    home.tavuctl("pair", "0", "0", "cam1")
+    state, recording, frames = (Events(device, name) for name in ("State", "Recording", "FramesRecorded"))
+    state.wait_for(lambda value: value == tango.DevState.ON)
+    recording.wait_for(lambda value: not value)
+
+    # A frame count ends the recording by itself, and the server finalises its files.
+    device.command_inout("StartRecording", json.dumps({"frames": 20}))
+    assert state.wait_for(lambda value: value == tango.DevState.ON)[-2:] == [tango.DevState.RUNNING, tango.DevState.ON]
+    assert recording.wait_for(lambda value: not value) == [True, False]
+    assert list(frames.wait_for(lambda value: value is not None and list(value) == [20])[-1]) == [20]
+    assert [entry["numFrames"] for entry in home.tavuctl("files", "0")["recordings"]] == [20]
+
+    # Without a stop condition it runs until StopRecording.
+    device.command_inout("StartRecording", json.dumps({"ports": [0]}))
+    frames.wait_for(lambda value: value is not None and value[0] > 0)
+    assert device.state() == tango.DevState.RUNNING and device.read_attribute("Recording").value
+    device.command_inout("StopRecording")
+    recording.wait_for(lambda value: not value)
+    assert device.state() == tango.DevState.ON
+    assert len(home.tavuctl("files", "0")["recordings"]) == 2
+    for events in (state, recording, frames):
+        events.close()
