@@ -18,7 +18,10 @@ def test_a_recording_runs_from_start_to_its_files_with_change_events(emulator):
     assert state.wait_for(lambda value: value == tango.DevState.ON)[-2:] == [tango.DevState.RUNNING, tango.DevState.ON]
     assert recording.wait_for(lambda value: not value) == [True, False]
     assert list(frames.wait_for(lambda value: value is not None and list(value) == [20])[-1]) == [20]
-    assert [entry["numFrames"] for entry in home.tavuctl("files", "0")["recordings"]] == [20]
+    listed = json.loads(device.command_inout("ListFiles"))
+    assert listed == [{"fileId": entry["fileId"], "streamId": entry["streamId"], "port": entry["port"],
+                       "name": entry["name"], "frames": 20, "width": 64, "height": 32, "startTime": entry["recorded"]}
+                      for entry in home.tavuctl("files", "0")["recordings"]]
 
     # Without a stop condition it runs until StopRecording.
     device.command_inout("StartRecording", json.dumps({"ports": [0]}))
@@ -27,6 +30,12 @@ def test_a_recording_runs_from_start_to_its_files_with_change_events(emulator):
     device.command_inout("StopRecording")
     recording.wait_for(lambda value: not value)
     assert device.state() == tango.DevState.ON
-    assert len(home.tavuctl("files", "0")["recordings"]) == 2
+    first, second = json.loads(device.command_inout("ListFiles"))
+    assert second["frames"] > 0
+
+    device.command_inout("RenameFile", json.dumps({"fileId": first["fileId"], "name": "first shot"}))
+    device.command_inout("RemoveFile", json.dumps({"fileId": second["fileId"], "streamId": 0}))
+    assert [(entry["fileId"], entry["name"]) for entry in home.tavuctl("files", "0")["recordings"]] == \
+        [(first["fileId"], "first shot")]
     for events in (state, recording, frames):
         events.close()

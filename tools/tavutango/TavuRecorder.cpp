@@ -1,9 +1,38 @@
 #include "tools/tavutango/TavuRecorder.h"
 
+#include <ctime>
+
 #include "tools/tavutango/JsonArgument.h"
 #include "tools/tavutango/TangoErrors.h"
 
 namespace tavu::tavutango {
+
+namespace {
+
+// A recording's time (100 ns units since 1601-01-01 UTC) in ISO 8601, UTC.
+std::string isoTime(uint64_t fileTime) {
+    constexpr int64_t SecondsFrom1601To1970 = 11644473600;
+    const auto seconds = static_cast<std::time_t>(static_cast<int64_t>(fileTime / 10'000'000) - SecondsFrom1601To1970);
+    std::tm parts{};
+    char text[32] = "";
+    if (gmtime_r(&seconds, &parts) == nullptr || std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
+        return {};
+    }
+    return text;
+}
+
+// {"fileId": 1, "streamId": 0} names a recording of the catalogue.
+struct FileName {
+    uint32_t fileId;
+    uint32_t streamId;
+};
+
+FileName fileNameOf(const JsonArgument& argument) {
+    return {static_cast<uint32_t>(argument.integer("fileId", UINT32_MAX)),
+            static_cast<uint32_t>(argument.optionalInteger("streamId", UINT32_MAX).value_or(0))};
+}
+
+}  // namespace
 
 Tango::DevState stateOf(Condition condition) {
     switch (condition) {
@@ -219,6 +248,42 @@ std::string TavuRecorder::stopRecording(const std::string&) {
 
 std::string TavuRecorder::softwareTrigger(const std::string&) {
     link_->withDevice([](client::Client& client, uint32_t device) { client.softwareTrigger(device); });
+    return {};
+}
+
+// One object per recording. A recorder that keeps no start time gives the time the recording
+// was catalogued.
+std::string TavuRecorder::listFiles(const std::string&) {
+    const std::vector<FileRecord> records =
+        link_->withDevice([](client::Client& client, uint32_t device) { return client.listFiles(device); });
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const FileRecord& record : records) {
+        list.push_back({{"fileId", record.fileId},
+                        {"streamId", record.streamId},
+                        {"port", record.port},
+                        {"name", record.name},
+                        {"frames", record.numFrames},
+                        {"width", record.width},
+                        {"height", record.height},
+                        {"startTime", isoTime(record.startTime != 0 ? record.startTime : record.timestamp)}});
+    }
+    return list.dump();
+}
+
+std::string TavuRecorder::removeFile(const std::string& argument) {
+    const FileName file = fileNameOf(JsonArgument(argument, {"fileId", "streamId"}));
+    link_->withDevice(
+        [&](client::Client& client, uint32_t device) { client.removeFile(device, file.fileId, file.streamId); });
+    return {};
+}
+
+std::string TavuRecorder::renameFile(const std::string& argument) {
+    const JsonArgument parsed(argument, {"fileId", "streamId", "name"});
+    const FileName file = fileNameOf(parsed);
+    const std::string name = parsed.text("name");
+    link_->withDevice([&](client::Client& client, uint32_t device) {
+        client.renameFile(device, file.fileId, file.streamId, name, true);
+    });
     return {};
 }
 

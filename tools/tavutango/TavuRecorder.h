@@ -38,6 +38,9 @@ public:
     std::string startRecording(const std::string& argument);
     std::string stopRecording(const std::string& argument);
     std::string softwareTrigger(const std::string& argument);
+    std::string listFiles(const std::string& argument);
+    std::string removeFile(const std::string& argument);
+    std::string renameFile(const std::string& argument);
 
 private:
     void linkChanged(const LinkSnapshot& snapshot);

@@ -115,6 +115,11 @@ void TavuRecorderClass::command_factory() {
         R"("external-start-stop"; "pretrigger": N. Without "ports", the ports with a camera.)");
     add("StopRecording", &TavuRecorder::stopRecording);
     add("SoftwareTrigger", &TavuRecorder::softwareTrigger);
+    add("ListFiles", &TavuRecorder::listFiles, nullptr,
+        "JSON: a list of recordings, each with fileId, streamId, port, name, frames, width, height and startTime "
+        "(ISO 8601, UTC)");
+    add("RemoveFile", &TavuRecorder::removeFile, R"(JSON: {"fileId": 1, "streamId": 0}; streamId 0 if left out)");
+    add("RenameFile", &TavuRecorder::renameFile, R"(JSON: {"fileId": 1, "streamId": 0, "name": "new name"})");
 }
 
 void TavuRecorderClass::device_factory(const Tango::DevVarStringArray* names) {
