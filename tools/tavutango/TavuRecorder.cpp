@@ -215,6 +215,30 @@ void TavuRecorder::readFramesRecorded(Tango::Attribute& attribute) {
     attribute.set_value(frames_.data(), static_cast<long>(frames_.size()));
 }
 
+void TavuRecorder::readLivePort(Tango::Attribute& attribute) {
+    number_ = link_->livePort();
+    attribute.set_value(&number_);
+}
+
+// -1 stops the live view; another port moves it there.
+void TavuRecorder::writeLivePort(Tango::WAttribute& attribute) {
+    Tango::DevLong port = -1;
+    attribute.get_write_value(port);
+    forClient("TavuRecorder::write LivePort", [&] {
+        if (port < -1) {
+            throw BadArgument("LivePort must be a port number, or -1 for none");
+        }
+        link_->setLivePort(port);
+    });
+}
+
+// The newest frame of the live port: each read takes a fresh one.
+void TavuRecorder::readLiveImage(Tango::Attribute& attribute) {
+    const RecorderLink::Image image =
+        forClient("TavuRecorder::read LiveImage", [&] { return link_->grabLive(image_); });
+    attribute.set_value(image_.data(), image.width, image.height);
+}
+
 // Without "ports", the ports that have a camera, as tavuctl records them.
 std::string TavuRecorder::startRecording(const std::string& argument) {
     RecordingArgument parsed = parseRecording(argument);

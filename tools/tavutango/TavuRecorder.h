@@ -33,6 +33,9 @@ public:
     void readRecording(Tango::Attribute& attribute);
     void readFramesRecorded(Tango::Attribute& attribute);
     void readRecoveryStatus(Tango::Attribute& attribute);
+    void readLivePort(Tango::Attribute& attribute);
+    void writeLivePort(Tango::WAttribute& attribute);
+    void readLiveImage(Tango::Attribute& attribute);
 
     // Commands: a text in (empty for those that take none), a text out (empty for those that give none).
     std::string startRecording(const std::string& argument);
@@ -56,6 +59,7 @@ private:
     std::vector<Tango::DevString> portNamePointers_;
     std::vector<Tango::DevLong> geometry_;
     std::vector<Tango::DevLong64> frames_;
+    std::vector<Tango::DevUShort> image_;
     std::string status_;
 
     // What the last events carried.

@@ -75,6 +75,11 @@ Tango::Attr* attribute(Reader reader, ShapeArguments... arguments) {
     return std::make_unique<MemberAttribute<Shape>>(reader, nullptr, arguments...).release();
 }
 
+template <typename Shape, typename... ShapeArguments>
+Tango::Attr* writable(Reader reader, Writer writer, ShapeArguments... arguments) {
+    return std::make_unique<MemberAttribute<Shape>>(reader, writer, arguments...).release();
+}
+
 Tango::Attr* evented(Tango::Attr* attribute) {
     attribute->set_change_event(true, false);
     return attribute;
@@ -104,6 +109,10 @@ void TavuRecorderClass::attribute_factory(std::vector<Tango::Attr*>& attributes)
     attributes.push_back(evented(
         attribute<Spectrum>(&TavuRecorder::readFramesRecorded, "FramesRecorded", Tango::DEV_LONG64, MaxPorts)));
     attributes.push_back(attribute<Scalar>(&TavuRecorder::readRecoveryStatus, "RecoveryStatus", Tango::DEV_LONG));
+    attributes.push_back(writable<Scalar>(&TavuRecorder::readLivePort, &TavuRecorder::writeLivePort, "LivePort",
+                                          Tango::DEV_LONG, Tango::READ_WRITE));
+    attributes.push_back(attribute<Tango::ImageAttr>(&TavuRecorder::readLiveImage, "LiveImage", Tango::DEV_USHORT,
+                                                     MaxImageSide, MaxImageSide));
 }
 
 void TavuRecorderClass::command_factory() {
