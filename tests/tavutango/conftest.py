@@ -66,6 +66,12 @@ class Home:
         return pids
 
 
+def shared_regions(pid):
+    """The shared memory objects a process maps."""
+    maps = Path(f"/proc/{pid}/maps").read_text().splitlines()
+    return {Path(line.split()[-1]) for line in maps if "/dev/shm/orek_tavu" in line}
+
+
 class Server:
     """tavutango with one device, without a database (or with a file holding its properties)."""
 
@@ -101,11 +107,12 @@ class Server:
         return self.log.read()
 
     def stop(self):
-        if self.process.poll() is None:
+        """SIGTERM, once; the exit status."""
+        if self.process.returncode is None:
             self.process.send_signal(signal.SIGTERM)
-        status = self.process.wait(timeout=20)
-        self.log.close()
-        return status
+            self.process.wait(timeout=20)
+            self.log.close()
+        return self.process.returncode
 
 
 class Events:
@@ -148,7 +155,7 @@ def emulator(emulator_home):
     """The device server on the emulated recorder; the server starts the service itself."""
     server = Server(emulator_home)
     yield server
-    server.stop()
+    assert server.stop() == 0
 
 
 def write_recorders(home, recorders):

@@ -1,3 +1,5 @@
+from conftest import eventually, shared_regions
+
 import numpy
 import pytest
 import tango
@@ -18,3 +20,14 @@ def test_live_image_is_the_ramp_of_the_live_port(emulator):
     device.write_attribute("LivePort", -1)
     with pytest.raises(tango.DevFailed, match="no live port"):
         device.read_attribute("LiveImage")
+
+
+def test_sigterm_ends_the_server_and_its_service_and_leaves_no_region(emulator):
+    emulator.home.tavuctl("config", "0", "0", "64", "32")
+    emulator.device.write_attribute("LivePort", 0)
+    emulator.device.read_attribute("LiveImage")
+    regions = shared_regions(emulator.process.pid)
+    assert len(regions) == 1
+    assert emulator.stop() == 0
+    eventually(lambda: not emulator.home.service_pids(), what="the service to end")
+    assert not any(region.exists() for region in regions)

@@ -27,6 +27,15 @@ struct FileName {
     uint32_t streamId;
 };
 
+uint8_t portOf(const JsonArgument& argument, client::Client& client, uint32_t device) {
+    const uint64_t port = argument.integer("port", UINT8_MAX);
+    const uint8_t count = client.portCount(device);
+    if (port >= count) {
+        throw BadArgument("the recorder has no port " + std::to_string(port) + "; it has " + std::to_string(count));
+    }
+    return static_cast<uint8_t>(port);
+}
+
 FileName fileNameOf(const JsonArgument& argument) {
     return {static_cast<uint32_t>(argument.integer("fileId", UINT32_MAX)),
             static_cast<uint32_t>(argument.optionalInteger("streamId", UINT32_MAX).value_or(0))};
@@ -308,6 +317,45 @@ std::string TavuRecorder::renameFile(const std::string& argument) {
     link_->withDevice([&](client::Client& client, uint32_t device) {
         client.renameFile(device, file.fileId, file.streamId, name, true);
     });
+    return {};
+}
+
+std::string TavuRecorder::pair(const std::string& argument) {
+    const JsonArgument parsed(argument, {"port", "camera", "framesPerPacket"});
+    const std::string camera = parsed.text("camera");
+    const auto framesPerPacket = static_cast<uint16_t>(parsed.optionalInteger("framesPerPacket", UINT16_MAX).value_or(1));
+    link_->withDevice([&](client::Client& client, uint32_t device) {
+        client.pairPort(device, portOf(parsed, client, device), camera, {}, framesPerPacket);
+    });
+    return {};
+}
+
+// Values left out keep their setting.
+std::string TavuRecorder::configure(const std::string& argument) {
+    const JsonArgument parsed(argument, {"port", "width", "height", "pixelFormat", "tapGeometry"});
+    link_->withDevice([&](client::Client& client, uint32_t device) {
+        const uint8_t port = portOf(parsed, client, device);
+        PortConfig config = client.getPortConfig(device, port);
+        config.width = static_cast<uint16_t>(parsed.optionalInteger("width", UINT16_MAX).value_or(config.width));
+        config.height = static_cast<uint16_t>(parsed.optionalInteger("height", UINT16_MAX).value_or(config.height));
+        config.pixelFormat =
+            static_cast<uint32_t>(parsed.optionalInteger("pixelFormat", UINT32_MAX).value_or(config.pixelFormat));
+        config.tapGeometry =
+            static_cast<uint32_t>(parsed.optionalInteger("tapGeometry", UINT32_MAX).value_or(config.tapGeometry));
+        client.setPortConfig(device, port, config);
+    });
+    return {};
+}
+
+// Returns at once; State and Status follow the recovery, which the server finishes when it succeeded.
+std::string TavuRecorder::recover(const std::string&) {
+    link_->startRecovery();
+    return {};
+}
+
+std::string TavuRecorder::discardIncomplete(const std::string&) {
+    link_->withDevice([](client::Client& client, uint32_t device) { client.discardIncompleteFile(device); });
+    link_->refreshIncomplete();
     return {};
 }
 

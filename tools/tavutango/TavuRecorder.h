@@ -44,6 +44,10 @@ public:
     std::string listFiles(const std::string& argument);
     std::string removeFile(const std::string& argument);
     std::string renameFile(const std::string& argument);
+    std::string pair(const std::string& argument);
+    std::string configure(const std::string& argument);
+    std::string recover(const std::string& argument);
+    std::string discardIncomplete(const std::string& argument);
 
 private:
     void linkChanged(const LinkSnapshot& snapshot);

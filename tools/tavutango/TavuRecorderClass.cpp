@@ -129,6 +129,12 @@ void TavuRecorderClass::command_factory() {
         "(ISO 8601, UTC)");
     add("RemoveFile", &TavuRecorder::removeFile, R"(JSON: {"fileId": 1, "streamId": 0}; streamId 0 if left out)");
     add("RenameFile", &TavuRecorder::renameFile, R"(JSON: {"fileId": 1, "streamId": 0, "name": "new name"})");
+    add("Pair", &TavuRecorder::pair, R"(JSON: {"port": 0, "camera": "name", "framesPerPacket": 1})");
+    add("Configure", &TavuRecorder::configure,
+        R"(JSON: {"port": 0, "width": 640, "height": 480, "pixelFormat": 0, "tapGeometry": 0}; )"
+        "values left out keep their setting");
+    add("Recover", &TavuRecorder::recover);
+    add("DiscardIncomplete", &TavuRecorder::discardIncomplete);
 }
 
 void TavuRecorderClass::device_factory(const Tango::DevVarStringArray* names) {
