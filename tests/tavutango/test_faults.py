@@ -18,9 +18,12 @@ def test_a_lost_service_a_cut_off_recording_and_an_unplugged_recorder(sim_home):
         assert (port["camera"], port["width"], port["height"]) == ("cam1", 64, 32)
         state, connected, frames = (Events(device, name) for name in ("State", "Connected", "FramesRecorded"))
 
-        # A killed service leaves the recording cut off; the server reconnects by itself,
+        # A software trigger ends the pre-trigger loop. A killed service leaves the recording cut off; the server reconnects by itself,
         # starting a service, and the recorder then waits for recovery.
-        device.command_inout("StartRecording", "{}")
+        device.command_inout("StartRecording", json.dumps({"trigger": "software", "pretrigger": 100000}))
+        state.wait_for(lambda value: value == tango.DevState.STANDBY)
+        device.command_inout("SoftwareTrigger")
+        state.wait_for(lambda value: value == tango.DevState.RUNNING)
         frames.wait_for(lambda value: value is not None and value[1] >= 12)
         [service] = sim_home.service_pids()
         os.kill(service, signal.SIGKILL)

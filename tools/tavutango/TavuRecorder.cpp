@@ -100,7 +100,9 @@ Tango::ConstDevString TavuRecorder::dev_status() {
 // from the reads and commands of clients.
 void TavuRecorder::linkChanged(const LinkSnapshot& snapshot) {
     try {
-        Tango::AutoTangoMonitor guard(this, true);
+        // The device's own monitor, whatever the serialisation model: the events read the
+        // attributes' framework objects that client requests use.
+        Tango::AutoTangoMonitor guard(&get_dev_monitor());
         if (snapshot.version <= pushedVersion_) {
             return;
         }
