@@ -77,24 +77,28 @@ class Server:
 
     def __init__(self, home, properties=None):
         self.home = home
-        self.port = free_port()
-        args = [BIN / "tavutango", "test"]
-        if properties is None:
-            args += ["-nodb", "-dlist", "test/tavu/1"]
-        else:
+        options = ["-nodb", "-dlist", "test/tavu/1"]
+        if properties is not None:
             path = home.root / "devices.db"
             lines = ['tavutango/test/DEVICE/TavuRecorder: "test/tavu/1"']
             lines += [f'test/tavu/1->{key}: "{value}"' for key, value in properties.items()]
             path.write_text("\n".join(lines) + "\n")
-            args += [f"-file={path}"]
-        args += ["-ORBendPoint", f"giop:tcp:127.0.0.1:{self.port}"]
-        self.log = open(home.root / "tavutango.log", "w+")
-        self.process = subprocess.Popen(args, env=home.env, stdout=self.log, stderr=subprocess.STDOUT,
-                                        stdin=subprocess.DEVNULL)
-        self.device = eventually(self._connect, what="the device server to answer")
+            options = [f"-file={path}"]
+        # A free port can be taken by another test before the server binds it: then another one.
+        for _ in range(3):
+            self.port = free_port()
+            self.log = open(home.root / "tavutango.log", "w+")
+            self.process = subprocess.Popen(
+                [BIN / "tavutango", "test", *options, "-ORBendPoint", f"giop:tcp:127.0.0.1:{self.port}"],
+                env=home.env, stdout=self.log, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL)
+            self.device = eventually(self._connect, what="the device server to answer")
+            if self.device != "ended":
+                return
+        pytest.fail(f"tavutango ended at start:\n{self.output()}")
 
     def _connect(self):
-        assert self.process.poll() is None, self.output()
+        if self.process.poll() is not None:
+            return "ended"
         try:
             device = tango.DeviceProxy(f"tango://127.0.0.1:{self.port}/test/tavu/1#dbase=no")
             device.ping()

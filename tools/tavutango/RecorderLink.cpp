@@ -126,8 +126,8 @@ void RecorderLink::setLivePort(int port) {
     livePort_ = port;
 }
 
-int RecorderLink::livePort() const {
-    // Read under the device's own serialisation; a torn int cannot happen on this platform.
+int RecorderLink::livePort() {
+    std::lock_guard guard(callLock_);
     return livePort_;
 }
 

@@ -82,7 +82,7 @@ public:
 
     // Live view on one port, or none (-1); the view is started again after a reconnect.
     void setLivePort(int port);
-    int livePort() const;
+    int livePort();
     // The newest frame of the live port, copied out: width, height and pixels.
     struct Image {
         uint16_t width = 0;

@@ -85,14 +85,18 @@ void TavuRecorder::init_device() {
 
 void TavuRecorder::delete_device() { link_.reset(); }
 
+// Also asked while the device is being built or deleted (Init), when it has no link.
 Tango::DevState TavuRecorder::dev_state() {
+    if (!link_) {
+        return Tango::UNKNOWN;
+    }
     const Tango::DevState state = stateOf(link_->snapshot().condition);
     set_state(state);
     return state;
 }
 
 Tango::ConstDevString TavuRecorder::dev_status() {
-    status_ = link_->snapshot().why;
+    status_ = link_ ? link_->snapshot().why : "The device is being set up.";
     return status_.c_str();
 }
 
