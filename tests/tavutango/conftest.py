@@ -120,12 +120,12 @@ class Server:
 
 
 class Events:
-    """Change events of one attribute, in the order they came."""
+    """Change (or other) events of one attribute, in the order they came."""
 
-    def __init__(self, device, attribute):
+    def __init__(self, device, attribute, kind=tango.EventType.CHANGE_EVENT):
         self.queue = queue.Queue()
         self.device = device
-        self.id = device.subscribe_event(attribute, tango.EventType.CHANGE_EVENT, self._arrived)
+        self.id = device.subscribe_event(attribute, kind, self._arrived)
 
     def _arrived(self, event):
         if not event.err:

@@ -10,6 +10,7 @@ def test_a_recording_runs_from_start_to_its_files_with_change_events(emulator):
     home.tavuctl("config", "0", "0", "64", "32")
     home.tavuctl("pair", "0", "0", "cam1")
     state, recording, frames = (Events(device, name) for name in ("State", "Recording", "FramesRecorded"))
+    archived = Events(device, "Recording", tango.EventType.ARCHIVE_EVENT)
     state.wait_for(lambda value: value == tango.DevState.ON)
     recording.wait_for(lambda value: not value)
 
@@ -17,6 +18,7 @@ def test_a_recording_runs_from_start_to_its_files_with_change_events(emulator):
     device.command_inout("StartRecording", json.dumps({"frames": 20}))
     assert state.wait_for(lambda value: value == tango.DevState.ON)[-2:] == [tango.DevState.RUNNING, tango.DevState.ON]
     assert recording.wait_for(lambda value: not value) == [True, False]
+    assert archived.wait_for(lambda value: value) == [False, True]
     assert list(frames.wait_for(lambda value: value is not None and list(value) == [20])[-1]) == [20]
     listed = json.loads(device.command_inout("ListFiles"))
     assert listed == [{"fileId": entry["fileId"], "streamId": entry["streamId"], "port": entry["port"],
@@ -37,5 +39,5 @@ def test_a_recording_runs_from_start_to_its_files_with_change_events(emulator):
     device.command_inout("RemoveFile", json.dumps({"fileId": second["fileId"], "streamId": 0}))
     assert [(entry["fileId"], entry["name"]) for entry in home.tavuctl("files", "0")["recordings"]] == \
         [(first["fileId"], "first shot")]
-    for events in (state, recording, frames):
+    for events in (state, recording, frames, archived):
         events.close()

@@ -77,6 +77,7 @@ void TavuRecorder::init_device() {
         properties[0] >> recorderName;
     }
     set_change_event("State", true, false);
+    set_archive_event("State", true, false);
     pushedVersion_ = 0;
     link_ = std::make_unique<RecorderLink>(recorderName, client::ConnectOptions{},
                                            [this](const LinkSnapshot& snapshot) { linkChanged(snapshot); });
@@ -100,6 +101,7 @@ Tango::ConstDevString TavuRecorder::dev_status() {
     return status_.c_str();
 }
 
+// Archive events carry the same changes, for an archiver.
 // Runs on the link's thread as well as on the framework's: the device's monitor keeps it apart
 // from the reads and commands of clients.
 void TavuRecorder::linkChanged(const LinkSnapshot& snapshot) {
@@ -117,21 +119,26 @@ void TavuRecorder::linkChanged(const LinkSnapshot& snapshot) {
         set_status(snapshot.why);
         if (stateChanged) {
             push_change_event("State");
+            push_archive_event("State");
         }
         if (snapshot.connected != static_cast<bool>(pushedConnected_)) {
             pushedConnected_ = snapshot.connected;
             push_change_event("Connected", &pushedConnected_);
+            push_archive_event("Connected", &pushedConnected_);
         }
         if (snapshot.recording != static_cast<bool>(pushedRecording_)) {
             pushedRecording_ = snapshot.recording;
             push_change_event("Recording", &pushedRecording_);
+            push_archive_event("Recording", &pushedRecording_);
         }
         // While recording every look is pushed, so that a subscriber sees the counts at least
         // once a second even when a port stands still.
         const std::vector<Tango::DevLong64> frames(snapshot.frames.begin(), snapshot.frames.end());
         if (!frames.empty() && (snapshot.recording || frames != pushedFrames_)) {
             pushedFrames_ = frames;
-            push_change_event("FramesRecorded", pushedFrames_.data(), static_cast<long>(pushedFrames_.size()));
+            const auto count = static_cast<long>(pushedFrames_.size());
+            push_change_event("FramesRecorded", pushedFrames_.data(), count);
+            push_archive_event("FramesRecorded", pushedFrames_.data(), count);
         }
     } catch (const Tango::DevFailed&) {
         // No event system yet (the device is being built), or the monitor was held past its

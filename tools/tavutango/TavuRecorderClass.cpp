@@ -82,6 +82,7 @@ Tango::Attr* writable(Reader reader, Writer writer, ShapeArguments... arguments)
 
 Tango::Attr* evented(Tango::Attr* attribute) {
     attribute->set_change_event(true, false);
+    attribute->set_archive_event(true, false);
     return attribute;
 }
 
