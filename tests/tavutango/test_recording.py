@@ -1,8 +1,10 @@
 import json
+import signal
+import subprocess
 
 import tango
 
-from conftest import Events
+from conftest import BIN, Events, Server, eventually
 
 
 def test_a_recording_runs_from_start_to_its_files_with_change_events(emulator):
@@ -41,3 +43,23 @@ def test_a_recording_runs_from_start_to_its_files_with_change_events(emulator):
         [(first["fileId"], "first shot")]
     for events in (state, recording, frames, archived):
         events.close()
+
+
+def test_a_recording_under_way_before_the_server_started_is_seen(emulator_home):
+    home = emulator_home
+    home.tavuctl("config", "0", "0", "64", "32")
+    home.tavuctl("pair", "0", "0", "cam1")
+    recorder = subprocess.Popen([BIN / "tavuctl", "-q", "record", "0", "--frames", "600"], env=home.env,
+                                stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
+    frames = home.root / "data" / "OREK Systems" / "TAVU" / "Emulator" / "Emu" / ".incomplete"
+    eventually(lambda: frames.exists() and frames.stat().st_size > 0, what="the first frames")
+    server = Server(home)
+    try:
+        assert server.device.state() == tango.DevState.RUNNING
+        assert server.device.read_attribute("Recording").value
+        # Interrupted, tavuctl stops the recording and keeps it.
+        recorder.send_signal(signal.SIGINT)
+        assert recorder.wait(timeout=30) == 130
+        eventually(lambda: server.device.state() == tango.DevState.ON, what="the end of the recording")
+    finally:
+        assert server.stop() == 0

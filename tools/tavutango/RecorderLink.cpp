@@ -209,8 +209,12 @@ void RecorderLink::resolve(client::Client& events) {
     }
     bool connected = false;
     bool incomplete = false;
+    std::optional<Underway> underway;
     if (found) {
         connected = events.deviceConnected(*found);
+        if (connected && found != currentDevice()) {
+            underway = recordingUnderway(events, *found);
+        }
         try {
             incomplete = connected && events.hasIncompleteFile(*found);
         } catch (const client::ServiceError&) {
@@ -220,9 +224,11 @@ void RecorderLink::resolve(client::Client& events) {
     {
         std::lock_guard guard(stateLock_);
         if (device_ != found) {
-            recording_ = false;
+            recording_ = underway.has_value();
+            recordedMask_ = underway ? underway->mask : 0;
+            frames_ = underway ? std::move(underway->progress.frames) : std::vector<int64_t>{};
+            inPretrigger_ = underway && underway->progress.inPretrigger;
             own_.reset();
-            frames_.clear();
         }
         serviceUp_ = true;
         deviceCount_ = count;
@@ -235,6 +241,35 @@ void RecorderLink::resolve(client::Client& events) {
     }
     firstLook_.notify_all();
     publish();
+}
+
+std::optional<uint32_t> RecorderLink::currentDevice() const {
+    std::lock_guard guard(stateLock_);
+    return device_;
+}
+
+// The service announces the recordings that start, so one that runs already when the link first
+// looks at its recorder is found by asking: a recorder that isn't done, with frames or a
+// pre-trigger loop on some port. One waiting for an external start with no frames yet is missed.
+std::optional<RecorderLink::Underway> RecorderLink::recordingUnderway(client::Client& events, uint32_t device) {
+    try {
+        if (events.isRecordingDone(device)) {
+            return std::nullopt;
+        }
+        Underway underway;
+        underway.progress.frames.assign(events.portCount(device), 0);
+        for (uint32_t port = 0; port < underway.progress.frames.size(); ++port) {
+            const RecordingProgress one = events.recordingProgress(device, static_cast<uint8_t>(port));
+            if (one.numFrames > 0 || one.inPretrigger) {
+                underway.mask |= 1U << port;
+                underway.progress.frames[port] = static_cast<int64_t>(one.numFrames);
+                underway.progress.inPretrigger = underway.progress.inPretrigger || one.inPretrigger;
+            }
+        }
+        return underway.mask != 0 ? std::optional<Underway>(std::move(underway)) : std::nullopt;
+    } catch (const client::ServiceError&) {
+        return std::nullopt;
+    }
 }
 
 void RecorderLink::handle(client::Client& events, const DeviceEvent& event) {

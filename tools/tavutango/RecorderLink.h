@@ -105,7 +105,13 @@ private:
         bool inPretrigger = false;
     };
     static std::optional<Progress> readProgress(client::Client& events, uint32_t device, uint32_t mask);
+    struct Underway {
+        uint32_t mask = 0;
+        Progress progress;
+    };
+    static std::optional<Underway> recordingUnderway(client::Client& events, uint32_t device);
     uint32_t recordedMask() const;
+    std::optional<uint32_t> currentDevice() const;
     void pollRecording(client::Client& events);
     void pollRecovery(client::Client& events);
     void lose(const std::string& reason);
