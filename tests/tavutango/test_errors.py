@@ -14,6 +14,7 @@ COMMANDS = [
     ("StartRecording", '{"trigger": "later"}', BAD, '"trigger" must be'),
     ("StartRecording", '{"ports": []}', BAD, "list of port numbers"),
     ("StartRecording", '{"ports": [7]}', BAD, "no port 7"),
+    ("StartRecording", '{"ports": [0], "trigger": "external-start"}', BAD, "no trigger input"),
     ("StartRecording", "{}", BAD, "no port has a camera"),
     ("StartRecording", '{"ports": [0]}', REFUSED, "Not paired/configured."),
     ("StopRecording", None, REFUSED, "Not recording"),

@@ -278,6 +278,11 @@ std::string TavuRecorder::startRecording(const std::string& argument) {
                                   std::to_string(count));
             }
         }
+        // The emulator takes such a request without a word and records nothing, which would
+        // leave the device waiting for a trigger that never comes.
+        if (parsed.request.externalTrigger != 0 && client.hardwareType(device) == HardwareType::Emulator) {
+            throw BadArgument("the emulated recorder has no trigger input: it would record nothing");
+        }
         if (!parsed.ports && ports.empty()) {
             throw BadArgument("no port has a camera: name the ports with \"ports\", or Pair a camera first");
         }
