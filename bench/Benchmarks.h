@@ -15,5 +15,7 @@ void benchLiveView(Report& report, EmulatorService& service, Seconds window);
 void benchEvents(Report& report, EmulatorService& service, Seconds window);
 void benchRecording(Report& report, EmulatorService& service);
 void benchIdleClients(Report& report);
+// Built where the Tango device server is.
+void benchTango(Report& report, EmulatorService& service, Seconds window);
 
 }  // namespace tavu::bench
