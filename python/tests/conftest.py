@@ -1,9 +1,11 @@
 # Fixtures: a private tavusvc of this build on the emulated or a simulated recorder.
 import json
 import os
+import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 from pathlib import Path
 
@@ -26,13 +28,18 @@ def eventually(condition, bound=10.0):
     return True
 
 
-class Service:
-    """tavusvc noautoclose in private folders below `root`."""
+def short_folder():
+    """A private folder whose path leaves room for a socket's name, which must stay short."""
+    return Path(tempfile.mkdtemp(prefix="tavu-", dir="/tmp"))
 
-    def __init__(self, root: Path, **env: str):
-        (root / "run").mkdir(exist_ok=True)
-        (root / "data").mkdir(exist_ok=True)
-        self.root = root
+
+class Service:
+    """tavusvc noautoclose in private folders of its own."""
+
+    def __init__(self, **env: str):
+        root = self.root = short_folder()
+        (root / "run").mkdir()
+        (root / "data").mkdir()
         self.env = {**os.environ, "XDG_RUNTIME_DIR": str(root / "run"), "XDG_DATA_HOME": str(root / "data"), **env}
         self.socket = str(root / "run" / "tavusrv")
         self.process = subprocess.Popen([str(BIN / "tavusvc"), "noautoclose"], env=self.env)
@@ -52,11 +59,12 @@ class Service:
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGTERM)
         self.process.wait(10)
+        shutil.rmtree(self.root, ignore_errors=True)
 
 
 @pytest.fixture
-def emulator(tmp_path):
-    service = Service(tmp_path, TAVUSRV_ENABLE_EMULATOR="1")
+def emulator():
+    service = Service(TAVUSRV_ENABLE_EMULATOR="1")
     yield service
     service.stop()
 
@@ -82,7 +90,7 @@ def sim(tmp_path):
         "driveGroups": [{"drives": [{"physicalIndex": 0, "capacity": 100000000}]}],
     }
     (tmp_path / "sim" / "recorders.json").write_text(json.dumps({"recorders": [unit]}))
-    service = Service(tmp_path, QUILLON_PATH_X64=str(SIM), QUILLON_SIM_ROOT=str(tmp_path / "sim"))
+    service = Service(QUILLON_PATH_X64=str(SIM), QUILLON_SIM_ROOT=str(tmp_path / "sim"))
     assert eventually(lambda: service.connect().device_count() == 1)
     yield service
     service.stop()

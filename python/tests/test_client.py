@@ -1,5 +1,6 @@
 # The package against the real service: calls by family, errors, frames, events and the lock.
 import re
+import shutil
 import signal
 import subprocess
 import sys
@@ -7,7 +8,7 @@ import threading
 
 import numpy as np
 import pytest
-from conftest import BIN, ROOT, eventually, sim_frame
+from conftest import BIN, ROOT, short_folder, sim_frame
 
 import tavu
 
@@ -147,7 +148,8 @@ def test_readme_example_runs_as_shown(tmp_path):
     readme = (ROOT / "README.md").read_text()
     section = readme[readme.index("## From Python"):]
     example = re.search(r"```python\n(.*?)```", section, re.S).group(1)
-    env = {"XDG_RUNTIME_DIR": str(tmp_path), "XDG_DATA_HOME": str(tmp_path), "TAVUSRV_ENABLE_EMULATOR": "1",
+    home = short_folder()
+    env = {"XDG_RUNTIME_DIR": str(home), "XDG_DATA_HOME": str(home), "TAVUSRV_ENABLE_EMULATOR": "1",
            "PATH": f"{BIN}:/usr/bin:/bin", "PYTHONPATH": str(ROOT / "python")}
     # The service starts on demand and ends with its last client.
     done = subprocess.run([sys.executable, "-c", example], cwd=tmp_path, env=env, capture_output=True, text=True,
@@ -155,3 +157,4 @@ def test_readme_example_runs_as_shown(tmp_path):
     assert done.returncode == 0, done.stderr
     assert "100 frames of 640 x 480" in done.stdout
     assert np.load(tmp_path / "frames.npy").shape == (5, 480, 640)
+    shutil.rmtree(home)
