@@ -15,5 +15,9 @@ void benchLiveView(Report& report, EmulatorService& service, Seconds window);
 void benchEvents(Report& report, EmulatorService& service, Seconds window);
 void benchRecording(Report& report, EmulatorService& service);
 void benchIdleClients(Report& report);
+// Reading frames through the Python package against the C++ client; tavuctl's HDF5 export
+// against fwrite.
+void benchPythonPlayback(Report& report, EmulatorService& service, Seconds window);
+void benchHdf5Export(Report& report, EmulatorService& service);
 
 }  // namespace tavu::bench

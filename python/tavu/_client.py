@@ -6,6 +6,8 @@ import contextlib
 import time
 from typing import Any, Iterable, Iterator, Sequence
 
+import msgpack
+
 from ._connection import Command, Connection
 from ._errors import ServiceError
 from ._frames import LiveView, Recording
@@ -90,7 +92,8 @@ class Client:
 
     def create_event_queue(self) -> int:
         """Creates this connection's event queue (one at most) and returns its id."""
-        return self._call(Command.createEventQueue)["queueId"]
+        self._queue = self._call(Command.createEventQueue)["queueId"]
+        return self._queue
 
     def destroy_event_queue(self, queue_id: int) -> None:
         """Destroys an event queue, this connection's or another's."""
@@ -216,6 +219,17 @@ class Client:
     def read_frame(self, device: int, open_file_id: int, frame: int) -> None:
         """Puts frame ``frame`` of an opened recording into its shared region."""
         self._call(Command.readFrame, _device(device, openFileId=open_file_id, frame=frame))
+
+    def _packed_read_request(self, device: int, open_file_id: int) -> bytes:
+        """A readFrame request packed up to its frame number, which a read appends."""
+        request = {"act": "exec", "ord": int(Command.readFrame),
+                   "params": _device(device, openFileId=open_file_id, frame=0)}
+        packed = msgpack.packb(request)
+        assert packed.endswith(b"\x00")
+        return packed[:-1]
+
+    def _read_packed(self, request: bytes) -> None:
+        self._connection.call_packed(Command.readFrame, request)
 
     def remove_file(self, device: int, file_id: int, stream_id: int) -> None:
         """Deletes a recording."""
@@ -478,9 +492,8 @@ class Client:
         >>> for event in client.events(timeout=5):
         ...     print(event.type.name, event.device, event.port)
         """
-        if self._queue is None:
-            self._queue = self.create_event_queue()
-        return self._follow(self._queue, timeout)
+        queue = self._queue if self._queue is not None else self.create_event_queue()
+        return self._follow(queue, timeout)
 
     def _follow(self, queue: int, timeout: float | None) -> Iterator[Event]:
         deadline = None if timeout is None else time.monotonic() + timeout

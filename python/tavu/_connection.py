@@ -22,6 +22,7 @@ _CONNECT_RETRY = 0.01
 _RELAUNCH_INTERVAL = 0.5
 _HANDSHAKE_ATTEMPTS = 3
 _RECEIVE_SIZE = 1 << 16
+_EMPTY_MAP = b"\x80"
 
 
 class Command(enum.IntEnum):
@@ -206,10 +207,14 @@ class Connection:
         request: dict[str, Any] = {"act": "exec", "ord": int(command)}
         if params is not None:
             request["params"] = params
+        return self.call_packed(command, self._packer.pack(request))
+
+    def call_packed(self, command: Command, request: bytes) -> dict[str, Any]:
+        """Runs a command whose request is packed already, as :meth:`call` does."""
         with self._lock:
             if self._broken:
                 raise ConnectionLost("the connection to the service was lost earlier")
-            reply = self._transfer(request)
+            reply = self._exchange(request)
             if reply is None:
                 self._fail(f"the connection to the service was lost during {command.name}")
             if not isinstance(reply, dict):
@@ -223,17 +228,24 @@ class Connection:
         return result
 
     def _transfer(self, request: dict[str, Any]) -> Any:
+        return self._exchange(self._packer.pack(request))
+
+    def _exchange(self, request: bytes) -> Any:
         """Sends one request in one write and reads its reply; None when the connection fails."""
         assert self._socket is not None
         try:
-            self._socket.sendall(self._packer.pack(request))
+            self._socket.sendall(request)
             while True:
-                for reply in self._unpacker:
-                    return reply
                 data = self._socket.recv(_RECEIVE_SIZE)
                 if not data:
                     return None
+                # Replies alternate with requests, so nothing is left over from the last one:
+                # the empty map alone, the reply of most commands, needs no unpacking.
+                if data == _EMPTY_MAP:
+                    return {}
                 self._unpacker.feed(data)
+                for reply in self._unpacker:
+                    return reply
         except (OSError, ValueError, msgpack.UnpackException):
             return None
 

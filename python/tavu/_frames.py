@@ -8,6 +8,7 @@ import operator
 import os
 from typing import TYPE_CHECKING, Iterator
 
+import msgpack
 import numpy as np
 
 from ._errors import ConnectionLost, TavuError
@@ -97,6 +98,9 @@ class Recording:
         except BaseException:
             self.close()
             raise
+        # Every readFrame request of this recording is the same but for the frame number, which
+        # comes last: its bytes are packed once, and each read adds the number.
+        self._read_request = client._packed_read_request(device, opened.open_file_id)
         self.entry = dataclasses.replace(entry, width=info.width, height=info.height, num_frames=info.num_frames)
         for field in dataclasses.fields(FileEntry):
             setattr(self, field.name, getattr(self.entry, field.name))
@@ -118,7 +122,7 @@ class Recording:
         """Frame ``index`` as a view of the shared memory, valid until the next read."""
         if self._open_file_id is None:
             raise TavuError("the recording is closed")
-        self._client.read_frame(self.device, self._open_file_id, index)
+        self._client._read_packed(self._read_request + msgpack.packb(index))
         return self._frame.view()
 
     def __getitem__(self, index: int | slice) -> np.ndarray:

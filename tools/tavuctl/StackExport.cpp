@@ -1,7 +1,9 @@
 #include "tools/tavuctl/StackExport.h"
 
+#include <deque>
 #include <cstdio>
 #include <filesystem>
+#include <future>
 #include <iostream>
 
 #include "client/Playback.h"
@@ -54,6 +56,38 @@ StackDescription describe(const StackExport& request, const FileRecord& record, 
     return d;
 }
 
+// Two playbacks of one stream on two connections, read in turns: the service puts the next frame
+// into one region while the file takes the current one from the other, so that reading and
+// writing each keep a processor busy instead of waiting for each other.
+class AlternatePlayback {
+public:
+    AlternatePlayback(Session& session, const StackExport& request) : second_(secondOptions(session)) {
+        for (client::Client* client : {&session.client(), &second_}) {
+            playbacks_.emplace_back(*client, request.device, request.fileId, request.streamId);
+        }
+    }
+
+    const OpenFileInfo& info() const { return playbacks_.front().info(); }
+
+    // Starts reading a frame; its bytes stay valid until the second read started after it.
+    std::future<std::span<const uint8_t>> read(uint64_t frame) {
+        client::Playback& playback = playbacks_[turn_++ % 2];
+        return std::async(std::launch::async, [&playback, frame] { return playback.read(frame); });
+    }
+
+private:
+    static client::ConnectOptions secondOptions(Session& session) {
+        client::ConnectOptions options;
+        options.socketPath = session.client().socketPath();
+        options.startService = false;
+        return options;
+    }
+
+    client::Client second_;
+    std::deque<client::Playback> playbacks_;
+    uint64_t turn_ = 0;
+};
+
 }  // namespace
 
 bool isStackFormat(const std::string& format) {
@@ -66,9 +100,7 @@ void exportStack(Session& session, const StackExport& request) {
     const std::string what = "recording " + std::to_string(request.fileId) + "/" + std::to_string(request.streamId) +
                              " of device " + std::to_string(request.device);
     const bool hdf5 = lowerCase(request.format) == Hdf5Format;
-    client::Playback playback = attempt("cannot open " + what, [&] {
-        return client::Playback(session.client(), request.device, request.fileId, request.streamId);
-    });
+    AlternatePlayback playback = attempt("cannot open " + what, [&] { return AlternatePlayback(session, request); });
     const std::optional<FileRecord> record = findRecording(
         attempt("cannot list the recordings", [&] { return session.client().listFiles(request.device); }),
         request.fileId, request.streamId);
@@ -99,8 +131,14 @@ void exportStack(Session& session, const StackExport& request) {
         const StackDescription description = describe(request, *record, info, range);
         const std::unique_ptr<StackFile> file =
             hdf5 ? createHdf5Stack(partial, description) : createTiffStack(partial, description);
+        std::future<std::span<const uint8_t>> next = playback.read(range.first);
         for (uint64_t frame = range.first; frame <= range.last && !interrupts.interrupted(); ++frame) {
-            file->append(attempt("cannot read frame " + std::to_string(frame), [&] { return playback.read(frame); }));
+            const std::span<const uint8_t> pixels =
+                attempt("cannot read frame " + std::to_string(frame), [&] { return next.get(); });
+            if (frame < range.last) {
+                next = playback.read(frame + 1);
+            }
+            file->append(pixels);
             ++written;
             display.show({progressLine(written, range.count(), start)});
         }
