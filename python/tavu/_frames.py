@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import dataclasses
+import datetime
 import mmap
 import operator
 import os
@@ -106,7 +107,7 @@ class Recording:
             setattr(self, field.name, getattr(self.entry, field.name))
 
     @property
-    def recorded(self):  # type: ignore[no-untyped-def]
+    def recorded(self) -> datetime.datetime | None:
         """When the recording was made, in UTC; None when the recorder didn't say."""
         return self.entry.recorded
 
