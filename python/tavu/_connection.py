@@ -212,8 +212,8 @@ class Connection:
     def call_packed(self, command: Command, request: bytes) -> dict[str, Any]:
         """Runs a command whose request is packed already, as :meth:`call` does."""
         with self._lock:
-            if self._broken:
-                raise ConnectionLost("the connection to the service was lost earlier")
+            if self._broken or self._socket is None:
+                raise ConnectionLost("the connection to the service was lost or closed earlier")
             reply = self._exchange(request)
             if reply is None:
                 self._fail(f"the connection to the service was lost during {command.name}")

@@ -133,6 +133,10 @@ def test_the_global_lock_orders_clients(emulator, client):
 
 
 def test_lost_and_missing_service(tmp_path, emulator, client):
+    closed = emulator.connect()
+    closed.close()
+    with pytest.raises(tavu.ConnectionLost):
+        closed.device_count()
     emulator.process.send_signal(signal.SIGKILL)
     emulator.process.wait()
     for _ in range(2):
