@@ -173,7 +173,6 @@ class Connection:
         if program is None:
             searched = ", ".join(folders) if folders is not None else "the folders of PATH"
             raise NoService(f"{nobody}, and no tavusvc executable was found in {searched}")
-        os.makedirs(os.path.dirname(self.socket_path), mode=0o700, exist_ok=True)
         # Connecting is the only test of readiness that doesn't disturb the service. A service
         # that is just ending still holds the lock a new one needs, and the new one then leaves
         # at once; starting again now and then covers that.
