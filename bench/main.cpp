@@ -1,8 +1,8 @@
 // Runs the benchmarks against the real service of this build and prints each figure beside
 // its baseline; the table also goes to a JSON file (argument 1, default bench/results.json).
 // Further arguments name the groups to run (roundtrip connections playback live events
-// recording python export idle), all of them by default. TAVU_BENCH_SECONDS sets the time of one rate
-// measurement (default 1).
+// recording python export idle), all of them by default. TAVU_BENCH_SECONDS sets the time of
+// one rate measurement (default 1).
 #include "bench/Benchmarks.h"
 #include "bench/EmulatorService.h"
 
