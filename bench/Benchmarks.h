@@ -17,5 +17,9 @@ void benchRecording(Report& report, EmulatorService& service);
 void benchIdleClients(Report& report);
 // Built where the Tango device server is.
 void benchTango(Report& report, EmulatorService& service, Seconds window);
+// Reading frames through the Python package against the C++ client; tavuctl's HDF5 export
+// against fwrite.
+void benchPythonPlayback(Report& report, EmulatorService& service, Seconds window);
+void benchHdf5Export(Report& report, EmulatorService& service);
 
 }  // namespace tavu::bench

@@ -1,8 +1,8 @@
 // Runs the benchmarks against the real service of this build and prints each figure beside
 // its baseline; the table also goes to a JSON file (argument 1, default bench/results.json).
 // Further arguments name the groups to run (roundtrip connections playback live events
-// recording idle tango), all of them by default. TAVU_BENCH_SECONDS sets the time of one rate
-// measurement (default 1).
+// recording python export idle tango), all of them by default. TAVU_BENCH_SECONDS sets the time
+// of one rate measurement (default 1).
 #include "bench/Benchmarks.h"
 #include "bench/EmulatorService.h"
 
@@ -30,6 +30,8 @@ int main(int argc, char** argv) {
             if (wanted("live")) benchLiveView(report, service, window);
             if (wanted("events")) benchEvents(report, service, window);
             if (wanted("recording")) benchRecording(report, service);
+            if (wanted("python")) benchPythonPlayback(report, service, window);
+            if (wanted("export")) benchHdf5Export(report, service);
 #ifdef TAVU_BENCH_TANGO
             if (wanted("tango")) benchTango(report, service, window);
 #endif

@@ -12,6 +12,7 @@
 #include "tools/tavuctl/FrameWriterPool.h"
 #include "tools/tavuctl/Parsing.h"
 #include "tools/tavuctl/ProgressDisplay.h"
+#include "tools/tavuctl/StackExport.h"
 #include "tools/tavuctl/Terminal.h"
 
 namespace tavu::tavuctl {
@@ -115,6 +116,11 @@ ExportResult writeFrames(Session& session, client::Playback& playback, const Fra
 
 void exportFrames(Session& session, const ExportOptions& options) {
     session.requireRecording(options.device, options.fileId, options.streamId);
+    if (isStackFormat(options.format)) {
+        exportStack(session, {options.device, options.fileId, options.streamId, options.frames, options.out,
+                              options.format, options.force});
+        return;
+    }
     const std::string what = "recording " + std::to_string(options.fileId) + "/" + std::to_string(options.streamId) +
                              " of device " + std::to_string(options.device);
     const client::ImageFormat format = *client::imageFormatNamed(options.format);
@@ -156,15 +162,19 @@ void addExport(CLI::App& app, Session& session) {
     command->add_option("STREAM_ID", options->streamId, "Stream id within the file")->required();
     command->add_option("--out", options->out, "Folder for the images; created if missing")->required();
     command->add_option("--frames", options->frames, "Frames to write: N, FIRST-LAST or FIRST- (default: all)");
-    command->add_option("--format", options->format, "png, tiff or raw (the little-endian pixels as they are)")
-        ->check(CLI::IsMember({"png", "tiff", "tif", "raw"}, CLI::ignore_case))
+    command->add_option("--format", options->format,
+                        "png, tiff or raw (the little-endian pixels as they are); h5 or tiff-stack for one file")
+        ->check(CLI::IsMember({"png", "tiff", "tif", "raw", "h5", "tiff-stack"}, CLI::ignore_case))
         ->capture_default_str();
     command->add_option("--jobs", options->jobs, "Images encoded at once")
         ->check(CLI::Range(1, 256))
         ->capture_default_str();
     command->add_flag("--force", options->force, "Replace images that exist");
     command->footer("Files are named frame_NNNNNN.<format> after the frame number. Pixel values are written\n"
-                    "unchanged: 16-bit grayscale, big-endian in PNG as the format wants.");
+                    "unchanged: 16-bit grayscale, big-endian in PNG as the format wants. h5 and tiff-stack\n"
+                    "write recording_<FILE_ID>_<STREAM_ID>.h5 or .tiff instead: HDF5 with the dataset \"frames\"\n"
+                    "(frames x height x width, uint16, one frame per chunk) and the recording's fields as its\n"
+                    "attributes, or a multi-page TIFF.");
     command->callback([&session, options] { exportFrames(session, *options); });
 }
 
