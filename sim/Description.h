@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,21 @@ struct DriveDescription {
     bool operator==(const DriveDescription&) const = default;
 };
 
+// An operation that fails on a recorder. Calls are counted from the edit that brought the fault:
+// the first `after` calls pass, then `times` calls fail (every later one when it is not given).
+struct FaultDescription {
+    std::string operation;  // "<Class>::<operation>"
+    uint64_t after = 0;
+    std::optional<uint64_t> times;
+    // Only calls on this port count and fail.
+    std::optional<std::string> port;
+    // Record::stopPort only: a call that the fault strikes gives file id 0 and leaves the port
+    // recording, instead of throwing.
+    bool givesNoFile = false;
+
+    bool operator==(const FaultDescription&) const = default;
+};
+
 struct RecorderDescription {
     std::string name;  // also the name of the recorder's folder
     std::string altName;
@@ -46,8 +62,7 @@ struct RecorderDescription {
     // The level of the recorder's external trigger input: each change is an edge that the trigger
     // network sees.
     bool externalInput = false;
-    // Operations that fail on this recorder, by "<Class>::<operation>".
-    std::vector<std::string> faults;
+    std::vector<FaultDescription> faults;
     // How long the repair of an incomplete file dwells on each of its blocks.
     uint32_t recoveryMillisecondsPerBlock = 0;
 

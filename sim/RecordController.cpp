@@ -32,6 +32,15 @@ void RecordController::start(Recorder::Session& session) {
         recordings_.push_back(std::make_shared<Recording>(recorder_, setId, fileId, set.dataPath(fileId),
                                                           set.blockBytes(), streams, trigger));
     }
+    // The recording takes the ports' acquisition: their live view ends until it is started again.
+    for (const auto& [portIndex, added] : added_) {
+        PortState& port = session.hardware().port(portIndex);
+        if (port.grabbing) {
+            port.grabbing = false;
+            port.live->interrupt();
+        }
+    }
+    session.publishState();
     added_.clear();
 }
 
@@ -61,6 +70,11 @@ Quillon::Record::Status RecordController::status(uint32_t portIndex) const {
     Quillon::Record::Status idle;
     idle.finished = true;
     return idle;
+}
+
+void RecordController::powerCycle() {
+    added_.clear();
+    lastStatus_.clear();
 }
 
 void RecordController::pulse(uint32_t sourceKind, bool variant) {

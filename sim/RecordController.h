@@ -31,6 +31,9 @@ public:
     uint32_t stopPort(Recorder::Session& session, uint32_t portIndex);
     // A port that records nothing reports its last recording, finished.
     Quillon::Record::Status status(uint32_t portIndex) const;
+    // The unit was switched off: ports added for a coming recording and the statuses of past
+    // ones are forgotten. Recordings that run go on, as the recorder records by itself.
+    void powerCycle();
     // An event of a trigger source: the software source, or an edge of the external input.
     void pulse(uint32_t sourceKind, bool variant);
 

@@ -67,8 +67,9 @@ Recording::Recording(Recorder& recorder, uint32_t setId, uint32_t fileId, const 
         auto port = std::make_unique<Port>();
         port->stream = std::move(stream);
         port->origin = now;
-        port->writer = std::make_unique<StreamWriter>(file_, blockBytes, port->stream.id,
-                                                      [this](uint64_t count) { return reserveBlocks(count); });
+        port->writer = std::make_unique<StreamWriter>(
+            file_, blockBytes, port->stream.id, [this](uint64_t count) { return reserveBlocks(count); },
+            [this] { recorder_.dataPathCall("DriveFile::writeBlock"); });
         if (!trigger_.startEnable) {
             begin(*port, now);
         } else {
@@ -262,7 +263,8 @@ std::vector<Recording::Outcome> Recording::execute(const std::vector<Job>& jobs)
                 port.writer->flush();
             }
         } catch (const Common::GeneralException&) {
-            // The drive failed: the stream ends with what reached it.
+            // The drive failed: the stream ends with what reached it, as on a full set.
+            port.writer->abandon(port.stream.frameBytes());
             outcome.finish = true;
         }
         outcome.flushed = job.flush;

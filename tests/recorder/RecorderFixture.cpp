@@ -82,6 +82,10 @@ bool isCameraFrame(std::span<const uint8_t> pixels, uint32_t width, uint32_t hei
     return true;
 }
 
+nlohmann::json RecorderFixture::recorderState(const std::string& recorder) const {
+    return nlohmann::json::parse(std::ifstream(simRoot / recorder / "state.json"));
+}
+
 nlohmann::json RecorderFixture::driveSetIndex(const std::string& recorder) const {
     const fs::path folder = driveSetFolder(recorder);
     return folder.empty() ? nlohmann::json() : nlohmann::json::parse(std::ifstream(folder / "index.json"));

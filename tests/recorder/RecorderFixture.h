@@ -65,6 +65,8 @@ protected:
     // A further connection to the running service.
     std::unique_ptr<client::Client> connect() const;
 
+    // What the simulated library publishes of the settings made on a recorder.
+    nlohmann::json recorderState(const std::string& recorder) const;
     // What the simulated library keeps about a recorder's first drive set, and its folder.
     nlohmann::json driveSetIndex(const std::string& recorder) const;
     std::filesystem::path driveSetFolder(const std::string& recorder) const;
