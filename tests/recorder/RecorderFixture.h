@@ -53,6 +53,10 @@ protected:
     // A recorder with two cameras at 100 and 50 frames per second and two drives of 1 GB.
     static nlohmann::json recorder(const std::string& name, bool connected = true);
 
+    // Puts the faults on REC-A, beside a lasting one on the camera registers of its second port,
+    // and waits until that one shows that the library took the edit. Faults in force before are
+    // lifted first.
+    void armFaults(nlohmann::json unit, nlohmann::json faults);
     // Starts the service (noautoclose) and waits until it lists `devices` recorders.
     void startService(uint32_t devices, ServiceProcess::Environment extra = {});
     void stopService();
