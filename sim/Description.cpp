@@ -203,7 +203,7 @@ bool usableAsFolderName(const std::string& name) {
 RecorderDescription readRecorder(const std::filesystem::path& file, const json& value, const std::string& place) {
     const ObjectReader reader(file, value, place);
     reader.allowOnly({"name", "altName", "kind", "deviceType", "connected", "clusterBytes", "ports", "driveGroups",
-                      "externalInput", "faults", "recoveryMillisecondsPerBlock"});
+                      "externalInput", "faults", "recoveryMillisecondsPerBlock", "filePerPort"});
     RecorderDescription recorder;
     recorder.name = reader.string("name", "", true);
     if (!usableAsFolderName(recorder.name)) {
@@ -239,6 +239,7 @@ RecorderDescription readRecorder(const std::filesystem::path& file, const json& 
         });
     });
     recorder.externalInput = reader.boolean("externalInput", recorder.externalInput);
+    recorder.filePerPort = reader.boolean("filePerPort", recorder.filePerPort);
     recorder.recoveryMillisecondsPerBlock =
         reader.unsigned32("recoveryMillisecondsPerBlock", recorder.recoveryMillisecondsPerBlock);
     reader.forEach("faults", false, [&](const json& item, const std::string& itemPlace) {

@@ -63,6 +63,9 @@ struct RecorderDescription {
     // network sees.
     bool externalInput = false;
     std::vector<FaultDescription> faults;
+    // A recording writes each port's stream to a drive file of its own, instead of one file per
+    // drive set.
+    bool filePerPort = false;
     // How long the repair of an incomplete file dwells on each of its blocks.
     uint32_t recoveryMillisecondsPerBlock = 0;
 

@@ -26,11 +26,20 @@ void RecordController::start(Recorder::Session& session) {
     const std::map<uint32_t, std::vector<StoredStream>> sets = streamsBySet(session);
     const TriggerSettings trigger =
         TriggerSettings::of(session.hardware().findTriggerElement(trigger::RecordControl));
-    for (const auto& [setId, streams] : sets) {
+    const auto record = [&](uint32_t setId, const std::vector<StoredStream>& streams) {
         StoredDriveSet& set = session.storage().set(setId);
         const uint32_t fileId = set.createRecording(streams.front().timestamp, streams);
         recordings_.push_back(std::make_shared<Recording>(recorder_, setId, fileId, set.dataPath(fileId),
                                                           set.blockBytes(), streams, trigger));
+    };
+    for (const auto& [setId, streams] : sets) {
+        if (session.description().filePerPort) {
+            for (const StoredStream& stream : streams) {
+                record(setId, {stream});
+            }
+        } else {
+            record(setId, streams);
+        }
     }
     // The recording takes the ports' acquisition: their live view ends until it is started again.
     for (const auto& [portIndex, added] : added_) {

@@ -14,7 +14,8 @@ class Recording;
 // The recording controller of one recorder, shared by all its Record handles: the ports added
 // for the coming recording, and the recordings that run. A start makes one drive file per drive
 // set that the added ports are attached to, with one stream per port. Every operation runs with
-// the recorder's lock held, through the caller's session.
+// the recorder's lock held, through the caller's session. A recorder that keeps a file per port
+// makes one drive file per added port instead.
 class RecordController {
 public:
     explicit RecordController(Recorder& recorder) : recorder_(recorder) {}

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "RecorderFixture.h"
+#include "client/FrameView.h"
 #include "client/Playback.h"
 
 namespace tavu::test {
@@ -152,6 +153,64 @@ TEST_F(Recording, TheExternalInputStartsAndStopsTheRecording) {
     ASSERT_EQ(files.size(), 1u);
     EXPECT_EQ(files[0].numFrames, recorded);
     EXPECT_EQ(client().recordingProgress(0, 0).numFrames, recorded);
+}
+
+// On a recorder with a drive file per port, a stop meets several file groups, and each file's
+// metadata block lists its own stream. A port whose stop gives no file is passed over: it keeps
+// recording, gets no entry and keeps its live view running, until a later stop finds its file.
+TEST_F(Recording, EachFileGroupGetsItsOwnMetadataAndOneWithoutAFileWaitsForTheNextStop) {
+    json unit = recorder("REC-A");
+    unit["filePerPort"] = true;
+    unit["ports"].push_back({{"name", "REC-A-3"}, {"measuredFrameRate", 100.0}});
+    writeDescription({unit});
+    startService(1);
+    for (uint8_t port = 0; port < 3; ++port) {
+        client().setPortConfig(0, port, {8, 4, 0, 0});
+    }
+    armFaults(unit, json::array({{{"operation", "Record::stopPort"},
+                                  {"port", "REC-A-3"},
+                                  {"givesNoFile", true},
+                                  {"times", 1}}}));
+    const client::FrameView first(client().startLive(0, 0)), third(client().startLive(0, 2));
+    const auto frameNumber = [&](uint8_t port, const client::FrameView& view) {
+        client().liveFrame(0, port);
+        return static_cast<uint16_t>(client::pixelAt(view.frame(64), 0) - 4096 * port);
+    };
+
+    client().startRecording(0, {7, 0, StopCondition::FrameCount, 10, false, 0});
+    uint16_t lastOfFirst = 0, lastOfThird = 0;
+    ASSERT_TRUE(eventually([&] {
+        lastOfFirst = frameNumber(0, first);
+        lastOfThird = frameNumber(2, third);
+        return lastOfFirst >= 20 && lastOfThird >= 20;
+    }));
+    ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
+    client().stopRecording(0);
+
+    const std::vector<FileRecord> files = client().listFiles(0);
+    ASSERT_EQ(files.size(), 2u);
+    EXPECT_NE(files[0].fileId, files[1].fileId);
+    for (uint8_t port = 0; port < 2; ++port) {
+        SCOPED_TRACE(port);
+        EXPECT_EQ(files[port].port, client().portName(0, port));
+        EXPECT_EQ(files[port].numFrames, 10u);
+        EXPECT_EQ(files[port].fileId, client().recordingFile(0, port).fileId);
+        EXPECT_EQ(metaBlock("REC-A", files[port].fileId), std::vector<FileRecord>{files[port]});
+    }
+    EXPECT_EQ(client().recordingFile(0, 2).fileId, 0u);
+    // The stop restarted the live view of the port it catalogued, not that of the one without a file.
+    EXPECT_LT(frameNumber(0, first), lastOfFirst);
+    EXPECT_GT(frameNumber(2, third), lastOfThird);
+
+    client().stopRecording(0);
+    const std::vector<FileRecord> again = client().listFiles(0);
+    ASSERT_EQ(again.size(), 3u);
+    EXPECT_EQ(again[2].port, "REC-A-3");
+    EXPECT_EQ(again[2].numFrames, 10u);
+    EXPECT_EQ(again[2].fileId, client().recordingFile(0, 2).fileId);
+    EXPECT_EQ(metaBlock("REC-A", again[2].fileId), std::vector<FileRecord>{again[2]});
+    client().stopLive(0, 0);
+    client().stopLive(0, 2);
 }
 
 }  // namespace
