@@ -4,6 +4,7 @@
 #include "sim/Recording.h"
 
 #include <algorithm>
+#include <set>
 
 namespace sim {
 
@@ -26,11 +27,17 @@ void RecordController::start(Recorder::Session& session) {
     const std::map<uint32_t, std::vector<StoredStream>> sets = streamsBySet(session);
     const TriggerSettings trigger =
         TriggerSettings::of(session.hardware().findTriggerElement(trigger::RecordControl));
+    std::set<uint32_t> withoutCamera;
+    for (const auto& [portIndex, added] : added_) {
+        if (!session.portDescription(portIndex).cameraDetected) {
+            withoutCamera.insert(portIndex);
+        }
+    }
     const auto record = [&](uint32_t setId, const std::vector<StoredStream>& streams) {
         StoredDriveSet& set = session.storage().set(setId);
         const uint32_t fileId = set.createRecording(streams.front().timestamp, streams);
         recordings_.push_back(std::make_shared<Recording>(recorder_, setId, fileId, set.dataPath(fileId),
-                                                          set.blockBytes(), streams, trigger));
+                                                          set.blockBytes(), streams, trigger, withoutCamera));
     };
     for (const auto& [setId, streams] : sets) {
         if (session.description().filePerPort) {

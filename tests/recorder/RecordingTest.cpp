@@ -155,6 +155,32 @@ TEST_F(Recording, TheExternalInputStartsAndStopsTheRecording) {
     EXPECT_EQ(client().recordingProgress(0, 0).numFrames, recorded);
 }
 
+// A port without a camera records nothing and is done from the start, so a frame count ends the
+// recording without it. A start that failed in the library is taken over by the next one.
+TEST_F(Recording, APortWithoutACameraIsDoneAtOnceAndAFailedStartIsTakenOverByTheNext) {
+    json unit = recorder("REC-A");
+    unit["ports"].push_back({{"name", "REC-A-3"}, {"cameraDetected", false}});
+    writeDescription({unit});
+    startService(1);
+    client().setPortConfig(0, 0, {8, 4, 0, 0});
+    client().setPortConfig(0, 2, {8, 4, 0, 0});
+    armFaults(unit, json::array({{{"operation", "Record::start"}, {"times", 1}}}));
+    const RecordingRequest request{5, 0, StopCondition::FrameCount, 5, false, 0};
+    EXPECT_EQ(serviceError([&] { client().startRecording(0, request); }),
+              "Record::start failed: a fault is simulated on recorder REC-A.");
+    const uint32_t abandoned = client().recordingFile(0, 0).streamId;
+    client().startRecording(0, request);
+    EXPECT_NE(client().recordingFile(0, 0).streamId, abandoned);
+    ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
+    EXPECT_EQ(client().recordingProgress(0, 2).numFrames, 0u);
+    client().stopRecording(0);
+
+    const std::vector<FileRecord> files = client().listFiles(0);
+    ASSERT_EQ(files.size(), 1u);
+    EXPECT_EQ(files[0].streamId, client().recordingFile(0, 0).streamId);
+    EXPECT_EQ(files[0].numFrames, 5u);
+}
+
 // On a recorder with a drive file per port, a stop meets several file groups, and each file's
 // metadata block lists its own stream. A port whose stop gives no file is passed over: it keeps
 // recording, gets no entry and keeps its live view running, until a later stop finds its file.
