@@ -228,11 +228,14 @@ RecorderDescription readRecorder(const std::filesystem::path& file, const json& 
     std::set<uint32_t> physicalIndices;
     reader.forEach("driveGroups", false, [&](const json& group, const std::string& groupPlace) {
         const ObjectReader groupReader(file, group, groupPlace);
-        groupReader.allowOnly({"drives"});
+        groupReader.allowOnly({"drives", "bytesPerSecond"});
+        const uint64_t bytesPerSecond =
+            groupReader.unsignedNumber("bytesPerSecond", 0, std::numeric_limits<uint64_t>::max());
         auto& drives = recorder.driveGroups.emplace_back();
         groupReader.forEach("drives", true, [&](const json& item, const std::string& itemPlace) {
             const ObjectReader driveReader(file, item, itemPlace);
             drives.push_back(readDrive(driveReader));
+            drives.back().bytesPerSecond = bytesPerSecond;
             if (!physicalIndices.insert(drives.back().physicalIndex).second) {
                 driveReader.failAt("physicalIndex", "repeats the index of another drive");
             }

@@ -30,6 +30,8 @@ struct PortDescription {
 struct DriveDescription {
     uint32_t physicalIndex = 0;
     uint64_t capacity = 0;  // bytes
+    // How fast the drive writes, from its group's description; 0 for no limit.
+    uint64_t bytesPerSecond = 0;
 
     bool operator==(const DriveDescription&) const = default;
 };

@@ -7,6 +7,26 @@
 #include <set>
 
 namespace sim {
+namespace {
+
+// A block spans every drive of the set, a cluster on each: it is written when the slowest drive
+// has written its cluster.
+Recording::Clock::duration blockWriteTime(const RecorderDescription& recorder, const StoredDriveSet& set) {
+    double seconds = 0.0;
+    for (const DriveDescription& drive : set.settings().drives) {
+        for (const auto& group : recorder.driveGroups) {
+            for (const DriveDescription& described : group) {
+                if (described.physicalIndex == drive.physicalIndex && described.bytesPerSecond != 0) {
+                    seconds = std::max(seconds, static_cast<double>(set.settings().clusterBytes) /
+                                                    static_cast<double>(described.bytesPerSecond));
+                }
+            }
+        }
+    }
+    return std::chrono::duration_cast<Recording::Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+}  // namespace
 
 RecordController::~RecordController() {
     for (const auto& recording : recordings_) {
@@ -35,9 +55,10 @@ void RecordController::start(Recorder::Session& session) {
     }
     const auto record = [&](uint32_t setId, const std::vector<StoredStream>& streams) {
         StoredDriveSet& set = session.storage().set(setId);
+        const Recording::Conditions conditions{withoutCamera, blockWriteTime(session.description(), set)};
         const uint32_t fileId = set.createRecording(streams.front().timestamp, streams);
         recordings_.push_back(std::make_shared<Recording>(recorder_, setId, fileId, set.dataPath(fileId),
-                                                          set.blockBytes(), streams, trigger, withoutCamera));
+                                                          set.blockBytes(), streams, trigger, conditions));
     };
     for (const auto& [setId, streams] : sets) {
         if (session.description().filePerPort) {

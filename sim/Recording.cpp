@@ -61,7 +61,7 @@ struct Recording::Port {
 
 Recording::Recording(Recorder& recorder, uint32_t setId, uint32_t fileId, const std::filesystem::path& dataPath,
                      uint64_t blockBytes, std::vector<StoredStream> streams, const TriggerSettings& trigger,
-                     const std::set<uint32_t>& withoutCamera)
+                     const Conditions& conditions)
     : recorder_(recorder), setId_(setId), fileId_(fileId), trigger_(trigger), file_(dataPath, O_WRONLY) {
     const Clock::time_point now = Clock::now();
     for (StoredStream& stream : streams) {
@@ -70,8 +70,14 @@ Recording::Recording(Recorder& recorder, uint32_t setId, uint32_t fileId, const 
         port->origin = now;
         port->writer = std::make_unique<StreamWriter>(
             file_, blockBytes, port->stream.id, [this](uint64_t count) { return reserveBlocks(count); },
-            [this] { recorder_.dataPathCall("DriveFile::writeBlock"); });
-        if (withoutCamera.count(port->stream.portIndex) != 0) {
+            [this, blockWriteTime = conditions.blockWriteTime] {
+                recorder_.dataPathCall("DriveFile::writeBlock");
+                // A slow set holds the thread up, which then falls behind the cameras.
+                if (blockWriteTime > Clock::duration::zero()) {
+                    std::this_thread::sleep_for(blockWriteTime);
+                }
+            });
+        if (conditions.withoutCamera.count(port->stream.portIndex) != 0) {
             port->phase = Phase::Idle;
         } else if (!trigger_.startEnable) {
             begin(*port, now);

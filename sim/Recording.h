@@ -35,11 +35,16 @@ public:
     // records nothing and counts as finished.
     enum class Phase : uint32_t { Idle = 0, Armed = 1, Pretrigger = 2, Recording = 3, Finished = 4 };
 
-    // Under the recorder's lock; the thread starts at once. `withoutCamera` lists the ports that
-    // have no camera now.
+    // What the recorder is like at the start.
+    struct Conditions {
+        std::set<uint32_t> withoutCamera;  // ports with no camera
+        Clock::duration blockWriteTime{};  // how long the drive set takes to write one block
+    };
+
+    // Under the recorder's lock; the thread starts at once.
     Recording(Recorder& recorder, uint32_t setId, uint32_t fileId, const std::filesystem::path& dataPath,
               uint64_t blockBytes, std::vector<StoredStream> streams, const TriggerSettings& trigger,
-              const std::set<uint32_t>& withoutCamera);
+              const Conditions& conditions);
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
     // Without the recorder's lock, unless every port was closed.

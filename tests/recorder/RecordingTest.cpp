@@ -155,6 +155,38 @@ TEST_F(Recording, TheExternalInputStartsAndStopsTheRecording) {
     EXPECT_EQ(client().recordingProgress(0, 0).numFrames, recorded);
 }
 
+// A set that writes slower than the camera delivers makes the recording skip frames, and a small
+// one ends it as full: the catalogue holds what reached the drives, whatever progress said before.
+TEST_F(Recording, ASlowSmallSetSkipsFramesAndEndsTheRecordingAsFull) {
+    json unit = recorder("REC-A");
+    // Two drives of 48 clusters writing 2 MiB/s each: 4 MiB/s against the camera's 6.5 MB/s.
+    for (json& drive : unit["driveGroups"][0]["drives"]) {
+        drive["capacity"] = 48 * 65536;
+    }
+    unit["driveGroups"][0]["bytesPerSecond"] = 2 << 20;
+    writeDescription({unit});
+    startService(1);
+    client().setPortConfig(0, 0, {256, 128, 0, 0});
+    client().startRecording(0, {1, 0, StopCondition::FrameCount, 1000, false, 0});
+    uint64_t polled = 0;
+    ASSERT_TRUE(eventually([&] { return (polled = client().recordingProgress(0, 0).numFrames) >= 3; }));
+    ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
+    client().stopRecording(0);
+
+    const std::vector<FileRecord> files = client().listFiles(0);
+    ASSERT_EQ(files.size(), 1u);
+    const uint64_t frames = files[0].numFrames;
+    EXPECT_GT(frames, polled);
+    EXPECT_LT(frames, 1000u);
+    EXPECT_GE(client().percentUsed(0), 90);
+    client::Playback playback(client(), 0, files[0].fileId, files[0].streamId);
+    const uint16_t first = client::pixelAt(playback.read(0), 0);
+    const uint16_t last = client::pixelAt(playback.read(frames - 1), 0);
+    EXPECT_GT(last - first, frames - 1) << "no frame was skipped";
+    EXPECT_TRUE(isCameraFrame(playback.read(frames - 1), 256, 128, 0, last));
+    EXPECT_EQ(serviceError([&] { playback.read(frames); }), "Failed to read file.");
+}
+
 // A port without a camera records nothing and is done from the start, so a frame count ends the
 // recording without it. A start that failed in the library is taken over by the next one.
 TEST_F(Recording, APortWithoutACameraIsDoneAtOnceAndAFailedStartIsTakenOverByTheNext) {
