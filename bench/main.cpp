@@ -1,10 +1,11 @@
 // Runs the benchmarks against the real service of this build and prints each figure beside
 // its baseline; the table also goes to a JSON file (argument 1, default bench/results.json).
 // Further arguments name the groups to run (roundtrip connections playback live events
-// recording idle), all of them by default. TAVU_BENCH_SECONDS sets the time of one rate
+// recording idle slowset), all of them by default. TAVU_BENCH_SECONDS sets the time of one rate
 // measurement (default 1).
 #include "bench/Benchmarks.h"
 #include "bench/EmulatorService.h"
+#include "bench/SlowSetRecording.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -32,6 +33,7 @@ int main(int argc, char** argv) {
             if (wanted("recording")) benchRecording(report, service);
         }
         if (wanted("idle")) benchIdleClients(report);
+        if (wanted("slowset")) benchSlowSetRecording(report);
         report.print(std::cout);
         report.writeJson(output);
     } catch (const std::exception& e) {
