@@ -88,7 +88,9 @@ Recorder::Strike Recorder::countCall(const char* operation, std::optional<uint32
         if (fault.operation != operation) {
             continue;
         }
-        if (fault.port && !(port && *port < description_.ports.size() && description_.ports[*port].name == *fault.port)) {
+        const bool onItsPort = !fault.port || (port && *port < description_.ports.size() &&
+                                               description_.ports[*port].name == *fault.port);
+        if (!onItsPort) {
             continue;
         }
         const uint64_t call = ++faultCalls_[index];
