@@ -1,10 +1,11 @@
 // Runs the benchmarks against the real service of this build and prints each figure beside
 // its baseline; the table also goes to a JSON file (argument 1, default bench/results.json).
 // Further arguments name the groups to run (roundtrip connections playback live events
-// recording python export idle tango), all of them by default. TAVU_BENCH_SECONDS sets the time
-// of one rate measurement (default 1).
+// recording python export idle tango slowset), all of them by default. TAVU_BENCH_SECONDS sets
+// the time of one rate measurement (default 1).
 #include "bench/Benchmarks.h"
 #include "bench/EmulatorService.h"
+#include "bench/SlowSetRecording.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -37,6 +38,7 @@ int main(int argc, char** argv) {
 #endif
         }
         if (wanted("idle")) benchIdleClients(report);
+        if (wanted("slowset")) benchSlowSetRecording(report);
         report.print(std::cout);
         report.writeJson(output);
     } catch (const std::exception& e) {

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <map>
@@ -155,6 +156,45 @@ DriveDescription readDrive(const ObjectReader& reader) {
     return drive;
 }
 
+// A fault is the name of an operation, or an object that says when it strikes.
+FaultDescription readFault(const std::filesystem::path& file, const json& item, const std::string& place,
+                           const std::vector<PortDescription>& ports) {
+    const auto failNaming = [&](const std::string& where) {
+        fail(file.string() + ": " + where + " must name an operation, as \"Record::start\"");
+    };
+    FaultDescription fault;
+    if (item.is_string()) {
+        fault.operation = item.get<std::string>();
+        if (!isFaultPoint(fault.operation)) {
+            failNaming(place);
+        }
+        return fault;
+    }
+    const ObjectReader reader(file, item, place);
+    reader.allowOnly({"operation", "after", "times", "port", "givesNoFile"});
+    fault.operation = reader.string("operation", "", true);
+    if (!isFaultPoint(fault.operation)) {
+        failNaming(place + ".operation");
+    }
+    fault.after = reader.unsignedNumber("after", 0, std::numeric_limits<uint64_t>::max());
+    if (item.contains("times")) {
+        fault.times = reader.unsignedNumber("times", 0, std::numeric_limits<uint64_t>::max());
+    }
+    if (item.contains("port")) {
+        fault.port = reader.string("port", "");
+        const bool known = std::any_of(ports.begin(), ports.end(),
+                                       [&](const PortDescription& port) { return port.name == *fault.port; });
+        if (!known) {
+            reader.failAt("port", "must name a port of the recorder");
+        }
+    }
+    fault.givesNoFile = reader.boolean("givesNoFile", false);
+    if (fault.givesNoFile && fault.operation != "Record::stopPort") {
+        reader.failAt("givesNoFile", "is for \"Record::stopPort\" only");
+    }
+    return fault;
+}
+
 // A recorder's name is the name of its folder, so it must be usable as one.
 bool usableAsFolderName(const std::string& name) {
     return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
@@ -163,7 +203,7 @@ bool usableAsFolderName(const std::string& name) {
 RecorderDescription readRecorder(const std::filesystem::path& file, const json& value, const std::string& place) {
     const ObjectReader reader(file, value, place);
     reader.allowOnly({"name", "altName", "kind", "deviceType", "connected", "clusterBytes", "ports", "driveGroups",
-                      "externalInput", "faults", "recoveryMillisecondsPerBlock"});
+                      "externalInput", "faults", "recoveryMillisecondsPerBlock", "filePerPort"});
     RecorderDescription recorder;
     recorder.name = reader.string("name", "", true);
     if (!usableAsFolderName(recorder.name)) {
@@ -188,24 +228,25 @@ RecorderDescription readRecorder(const std::filesystem::path& file, const json& 
     std::set<uint32_t> physicalIndices;
     reader.forEach("driveGroups", false, [&](const json& group, const std::string& groupPlace) {
         const ObjectReader groupReader(file, group, groupPlace);
-        groupReader.allowOnly({"drives"});
+        groupReader.allowOnly({"drives", "bytesPerSecond"});
+        const uint64_t bytesPerSecond =
+            groupReader.unsignedNumber("bytesPerSecond", 0, std::numeric_limits<uint64_t>::max());
         auto& drives = recorder.driveGroups.emplace_back();
         groupReader.forEach("drives", true, [&](const json& item, const std::string& itemPlace) {
             const ObjectReader driveReader(file, item, itemPlace);
             drives.push_back(readDrive(driveReader));
+            drives.back().bytesPerSecond = bytesPerSecond;
             if (!physicalIndices.insert(drives.back().physicalIndex).second) {
                 driveReader.failAt("physicalIndex", "repeats the index of another drive");
             }
         });
     });
     recorder.externalInput = reader.boolean("externalInput", recorder.externalInput);
+    recorder.filePerPort = reader.boolean("filePerPort", recorder.filePerPort);
     recorder.recoveryMillisecondsPerBlock =
         reader.unsigned32("recoveryMillisecondsPerBlock", recorder.recoveryMillisecondsPerBlock);
     reader.forEach("faults", false, [&](const json& item, const std::string& itemPlace) {
-        if (!item.is_string() || !isFaultPoint(item.get<std::string>())) {
-            fail(file.string() + ": " + itemPlace + " must name an operation, as \"Record::start\"");
-        }
-        recorder.faults.push_back(item.get<std::string>());
+        recorder.faults.push_back(readFault(file, item, itemPlace, recorder.ports));
     });
     return recorder;
 }

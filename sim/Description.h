@@ -1,6 +1,7 @@
 #pragma once
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,8 +30,25 @@ struct PortDescription {
 struct DriveDescription {
     uint32_t physicalIndex = 0;
     uint64_t capacity = 0;  // bytes
+    // How fast the drive writes, from its group's description; 0 for no limit.
+    uint64_t bytesPerSecond = 0;
 
     bool operator==(const DriveDescription&) const = default;
+};
+
+// An operation that fails on a recorder. Calls are counted from the edit that brought the fault:
+// the first `after` calls pass, then `times` calls fail (every later one when it is not given).
+struct FaultDescription {
+    std::string operation;  // "<Class>::<operation>"
+    uint64_t after = 0;
+    std::optional<uint64_t> times;
+    // Only calls on this port count and fail.
+    std::optional<std::string> port;
+    // Record::stopPort only: a call that the fault strikes gives file id 0 and leaves the port
+    // recording, instead of throwing.
+    bool givesNoFile = false;
+
+    bool operator==(const FaultDescription&) const = default;
 };
 
 struct RecorderDescription {
@@ -46,8 +64,10 @@ struct RecorderDescription {
     // The level of the recorder's external trigger input: each change is an edge that the trigger
     // network sees.
     bool externalInput = false;
-    // Operations that fail on this recorder, by "<Class>::<operation>".
-    std::vector<std::string> faults;
+    std::vector<FaultDescription> faults;
+    // A recording writes each port's stream to a drive file of its own, instead of one file per
+    // drive set.
+    bool filePerPort = false;
     // How long the repair of an incomplete file dwells on each of its blocks.
     uint32_t recoveryMillisecondsPerBlock = 0;
 

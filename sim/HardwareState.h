@@ -48,6 +48,7 @@ public:
     // Ports added to the description get a fresh state; a port that goes keeps its state for
     // when it comes back.
     void addPorts(const std::vector<PortDescription>& ports);
+    size_t portCount() const { return ports_.size(); }
     PortState& port(uint32_t index) { return ports_.at(index); }
     const PortState& port(uint32_t index) const { return ports_.at(index); }
     TriggerElementState& triggerElement(uint32_t kind) { return trigger_[kind]; }

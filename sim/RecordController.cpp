@@ -4,8 +4,29 @@
 #include "sim/Recording.h"
 
 #include <algorithm>
+#include <set>
 
 namespace sim {
+namespace {
+
+// A block spans every drive of the set, a cluster on each: it is written when the slowest drive
+// has written its cluster.
+Recording::Clock::duration blockWriteTime(const RecorderDescription& recorder, const StoredDriveSet& set) {
+    double seconds = 0.0;
+    for (const DriveDescription& drive : set.settings().drives) {
+        for (const auto& group : recorder.driveGroups) {
+            for (const DriveDescription& described : group) {
+                if (described.physicalIndex == drive.physicalIndex && described.bytesPerSecond != 0) {
+                    seconds = std::max(seconds, static_cast<double>(set.settings().clusterBytes) /
+                                                    static_cast<double>(described.bytesPerSecond));
+                }
+            }
+        }
+    }
+    return std::chrono::duration_cast<Recording::Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+}  // namespace
 
 RecordController::~RecordController() {
     for (const auto& recording : recordings_) {
@@ -26,12 +47,37 @@ void RecordController::start(Recorder::Session& session) {
     const std::map<uint32_t, std::vector<StoredStream>> sets = streamsBySet(session);
     const TriggerSettings trigger =
         TriggerSettings::of(session.hardware().findTriggerElement(trigger::RecordControl));
-    for (const auto& [setId, streams] : sets) {
+    std::set<uint32_t> withoutCamera;
+    for (const auto& [portIndex, added] : added_) {
+        if (!session.portDescription(portIndex).cameraDetected) {
+            withoutCamera.insert(portIndex);
+        }
+    }
+    const auto record = [&](uint32_t setId, const std::vector<StoredStream>& streams) {
         StoredDriveSet& set = session.storage().set(setId);
+        const Recording::Conditions conditions{withoutCamera, blockWriteTime(session.description(), set)};
         const uint32_t fileId = set.createRecording(streams.front().timestamp, streams);
         recordings_.push_back(std::make_shared<Recording>(recorder_, setId, fileId, set.dataPath(fileId),
-                                                          set.blockBytes(), streams, trigger));
+                                                          set.blockBytes(), streams, trigger, conditions));
+    };
+    for (const auto& [setId, streams] : sets) {
+        if (session.description().filePerPort) {
+            for (const StoredStream& stream : streams) {
+                record(setId, {stream});
+            }
+        } else {
+            record(setId, streams);
+        }
     }
+    // The recording takes the ports' acquisition: their live view ends until it is started again.
+    for (const auto& [portIndex, added] : added_) {
+        PortState& port = session.hardware().port(portIndex);
+        if (port.grabbing) {
+            port.grabbing = false;
+            port.live->interrupt();
+        }
+    }
+    session.publishState();
     added_.clear();
 }
 
@@ -61,6 +107,11 @@ Quillon::Record::Status RecordController::status(uint32_t portIndex) const {
     Quillon::Record::Status idle;
     idle.finished = true;
     return idle;
+}
+
+void RecordController::powerCycle() {
+    added_.clear();
+    lastStatus_.clear();
 }
 
 void RecordController::pulse(uint32_t sourceKind, bool variant) {

@@ -14,7 +14,8 @@ class Recording;
 // The recording controller of one recorder, shared by all its Record handles: the ports added
 // for the coming recording, and the recordings that run. A start makes one drive file per drive
 // set that the added ports are attached to, with one stream per port. Every operation runs with
-// the recorder's lock held, through the caller's session.
+// the recorder's lock held, through the caller's session. A recorder that keeps a file per port
+// makes one drive file per added port instead.
 class RecordController {
 public:
     explicit RecordController(Recorder& recorder) : recorder_(recorder) {}
@@ -31,6 +32,9 @@ public:
     uint32_t stopPort(Recorder::Session& session, uint32_t portIndex);
     // A port that records nothing reports its last recording, finished.
     Quillon::Record::Status status(uint32_t portIndex) const;
+    // The unit was switched off: ports added for a coming recording and the statuses of past
+    // ones are forgotten. Recordings that run go on, as the recorder records by itself.
+    void powerCycle();
     // An event of a trigger source: the software source, or an edge of the external input.
     void pulse(uint32_t sourceKind, bool variant);
 

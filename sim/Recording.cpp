@@ -60,16 +60,26 @@ struct Recording::Port {
 };
 
 Recording::Recording(Recorder& recorder, uint32_t setId, uint32_t fileId, const std::filesystem::path& dataPath,
-                     uint64_t blockBytes, std::vector<StoredStream> streams, const TriggerSettings& trigger)
+                     uint64_t blockBytes, std::vector<StoredStream> streams, const TriggerSettings& trigger,
+                     const Conditions& conditions)
     : recorder_(recorder), setId_(setId), fileId_(fileId), trigger_(trigger), file_(dataPath, O_WRONLY) {
     const Clock::time_point now = Clock::now();
     for (StoredStream& stream : streams) {
         auto port = std::make_unique<Port>();
         port->stream = std::move(stream);
         port->origin = now;
-        port->writer = std::make_unique<StreamWriter>(file_, blockBytes, port->stream.id,
-                                                      [this](uint64_t count) { return reserveBlocks(count); });
-        if (!trigger_.startEnable) {
+        port->writer = std::make_unique<StreamWriter>(
+            file_, blockBytes, port->stream.id, [this](uint64_t count) { return reserveBlocks(count); },
+            [this, blockWriteTime = conditions.blockWriteTime] {
+                recorder_.dataPathCall("DriveFile::writeBlock");
+                // A slow set holds the thread up, which then falls behind the cameras.
+                if (blockWriteTime > Clock::duration::zero()) {
+                    std::this_thread::sleep_for(blockWriteTime);
+                }
+            });
+        if (conditions.withoutCamera.count(port->stream.portIndex) != 0) {
+            port->phase = Phase::Idle;
+        } else if (!trigger_.startEnable) {
             begin(*port, now);
         } else {
             port->phase = trigger_.pretriggerEnable ? Phase::Pretrigger : Phase::Armed;
@@ -99,7 +109,7 @@ Quillon::Record::Status Recording::status(uint32_t portIndex) const {
     Quillon::Record::Status status;
     status.state = static_cast<uint32_t>(recorded.phase);
     status.frames = recorded.phase == Phase::Pretrigger ? recorded.nextFrame - recorded.loopFirst : recorded.recorded;
-    status.finished = recorded.phase == Phase::Finished;
+    status.finished = recorded.phase == Phase::Finished || recorded.phase == Phase::Idle;
     return status;
 }
 
@@ -185,11 +195,13 @@ void Recording::planPort(Port& port, size_t index, Clock::time_point now, double
         return;
     }
     if (port.stopRequested) {
-        port.phase = Phase::Finished;
+        if (port.phase != Phase::Idle) {
+            port.phase = Phase::Finished;
+        }
         jobs.push_back(Job{index, {}, false, true});
         return;
     }
-    if (port.phase == Phase::Finished) {
+    if (port.phase == Phase::Finished || port.phase == Phase::Idle) {
         return;
     }
     port.follow(rate, now);
@@ -262,7 +274,8 @@ std::vector<Recording::Outcome> Recording::execute(const std::vector<Job>& jobs)
                 port.writer->flush();
             }
         } catch (const Common::GeneralException&) {
-            // The drive failed: the stream ends with what reached it.
+            // The drive failed: the stream ends with what reached it, as on a full set.
+            port.writer->abandon(port.stream.frameBytes());
             outcome.finish = true;
         }
         outcome.flushed = job.flush;
@@ -289,7 +302,7 @@ void Recording::settle(const std::vector<Outcome>& outcomes) {
 Recording::Clock::time_point Recording::wakeUpTime(Clock::time_point now) const {
     Clock::time_point wakeUp = now + Poll;
     for (const auto& port : ports_) {
-        if (port->closed || port->phase == Phase::Finished) {
+        if (port->closed || port->phase == Phase::Finished || port->phase == Phase::Idle) {
             continue;
         }
         if (port->rate >= SilentRate) {

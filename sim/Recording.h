@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -30,12 +31,20 @@ public:
     // older frames are skipped, and the stream shows the gap in the cameras' frame numbers.
     static constexpr uint64_t MaxFramesPerWakeUp = 16;
 
-    // Values of Record::Status::state.
-    enum class Phase : uint32_t { Armed = 1, Pretrigger = 2, Recording = 3, Finished = 4 };
+    // Values of Record::Status::state. A port without a camera at the start stays idle: it
+    // records nothing and counts as finished.
+    enum class Phase : uint32_t { Idle = 0, Armed = 1, Pretrigger = 2, Recording = 3, Finished = 4 };
+
+    // What the recorder is like at the start.
+    struct Conditions {
+        std::set<uint32_t> withoutCamera;  // ports with no camera
+        Clock::duration blockWriteTime{};  // how long the drive set takes to write one block
+    };
 
     // Under the recorder's lock; the thread starts at once.
     Recording(Recorder& recorder, uint32_t setId, uint32_t fileId, const std::filesystem::path& dataPath,
-              uint64_t blockBytes, std::vector<StoredStream> streams, const TriggerSettings& trigger);
+              uint64_t blockBytes, std::vector<StoredStream> streams, const TriggerSettings& trigger,
+              const Conditions& conditions);
     Recording(const Recording&) = delete;
     Recording& operator=(const Recording&) = delete;
     // Without the recorder's lock, unless every port was closed.

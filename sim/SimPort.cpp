@@ -22,14 +22,14 @@ void SimPort::setDataDescriptor(const boost::shared_ptr<Quillon::DataDescriptor>
     if (own == nullptr) {
         fail("A data descriptor must come from this library's factory.");
     }
-    auto session = recorder_->session("Port::setDataDescriptor");
+    auto session = recorder_->session("Port::setDataDescriptor", index_);
     session.portDescription(index_);
     session.hardware().port(index_).descriptor = std::make_shared<const SimDataDescriptor>(*own);
     session.publishState();
 }
 
 void SimPort::startGrab(const Quillon::GrabOptions&, uint32_t) {
-    auto session = recorder_->session("Port::startGrab");
+    auto session = recorder_->session("Port::startGrab", index_);
     session.portDescription(index_);
     PortState& port = session.hardware().port(index_);
     port.grabbing = true;
@@ -38,7 +38,7 @@ void SimPort::startGrab(const Quillon::GrabOptions&, uint32_t) {
 }
 
 void SimPort::stopGrab() {
-    auto session = recorder_->session("Port::stopGrab");
+    auto session = recorder_->session("Port::stopGrab", index_);
     session.portDescription(index_);
     PortState& port = session.hardware().port(index_);
     port.grabbing = false;
@@ -47,7 +47,7 @@ void SimPort::stopGrab() {
 }
 
 bool SimPort::isGrabbing() {
-    auto session = recorder_->session("Port::isGrabbing");
+    auto session = recorder_->session("Port::isGrabbing", index_);
     session.portDescription(index_);
     return session.hardware().port(index_).grabbing;
 }
@@ -59,7 +59,7 @@ void SimPort::grab(boost::shared_ptr<Common::Frame>& frame, uint32_t timeout, bo
     uint32_t bitDepth = 16;
     double rate = 0.0;
     {
-        auto session = recorder_->session("Port::grab");
+        auto session = recorder_->session("Port::grab", index_);
         const PortDescription& description = session.portDescription(index_);
         const PortState& port = session.hardware().port(index_);
         if (!port.grabbing) {
@@ -88,7 +88,7 @@ void SimPort::grab(boost::shared_ptr<Common::Frame>& frame, uint32_t timeout, bo
 void SimPort::interruptGrab() {
     std::shared_ptr<LiveCamera> camera;
     {
-        auto session = recorder_->session("Port::interruptGrab");
+        auto session = recorder_->session("Port::interruptGrab", index_);
         session.portDescription(index_);
         camera = session.hardware().port(index_).live;
     }
@@ -103,7 +103,7 @@ boost::shared_ptr<Quillon::SerialPort> SimPort::serial() {
 }
 
 double SimPort::measuredFrameRate() {
-    auto session = recorder_->session("Port::measuredFrameRate");
+    auto session = recorder_->session("Port::measuredFrameRate", index_);
     session.portDescription(index_);
     return session.frameRate(index_);
 }
@@ -112,14 +112,14 @@ uint32_t SimPort::linkMode() { return description("Port::linkMode").linkMode; }
 
 void SimPort::writeMemory(const boost::shared_ptr<Common::Buffer>& buffer, uint32_t address, uint32_t) {
     Common::Buffer& source = checkedBuffer(buffer);
-    auto session = recorder_->session("Port::writeMemory");
+    auto session = recorder_->session("Port::writeMemory", index_);
     cameraMemory(session).write(address, source.data(), source.size());
     session.publishState();
 }
 
 void SimPort::readMemory(const boost::shared_ptr<Common::Buffer>& buffer, uint32_t address, uint32_t) {
     Common::Buffer& target = checkedBuffer(buffer);
-    auto session = recorder_->session("Port::readMemory");
+    auto session = recorder_->session("Port::readMemory", index_);
     const std::vector<uint8_t> bytes = cameraMemory(session).read(address, target.size());
     std::copy(bytes.begin(), bytes.end(), target.data());
 }
@@ -127,7 +127,7 @@ void SimPort::readMemory(const boost::shared_ptr<Common::Buffer>& buffer, uint32
 bool SimPort::hasBitDepthSetting() { return description("Port::hasBitDepthSetting").hasBitDepthSetting; }
 
 void SimPort::setBitDepth(uint32_t bitDepth) {
-    auto session = recorder_->session("Port::setBitDepth");
+    auto session = recorder_->session("Port::setBitDepth", index_);
     const PortDescription& port = session.portDescription(index_);
     if (!port.hasBitDepthSetting) {
         fail("Port " + port.name + " has no bit depth setting.");
@@ -142,7 +142,7 @@ void SimPort::setBitDepth(uint32_t bitDepth) {
 bool SimPort::hasPackingSetting() { return description("Port::hasPackingSetting").hasPackingSetting; }
 
 void SimPort::setPacking(uint32_t packing) {
-    auto session = recorder_->session("Port::setPacking");
+    auto session = recorder_->session("Port::setPacking", index_);
     if (!session.portDescription(index_).hasPackingSetting) {
         fail("Port " + session.portDescription(index_).name + " has no packing setting.");
     }
@@ -151,7 +151,7 @@ void SimPort::setPacking(uint32_t packing) {
 }
 
 PortDescription SimPort::description(const char* operation) {
-    return recorder_->session(operation).portDescription(index_);
+    return recorder_->session(operation, index_).portDescription(index_);
 }
 
 CameraMemory& SimPort::cameraMemory(Recorder::Session& session) {

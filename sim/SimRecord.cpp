@@ -19,7 +19,7 @@ uint32_t SimRecord::addPort(const boost::shared_ptr<Quillon::Port>& port, uint64
     if (portNumber != portIndex + 1) {
         fail("Port number " + std::to_string(portNumber) + " is not that of the port.");
     }
-    auto session = recorder_->session("Record::addPort");
+    auto session = recorder_->session("Record::addPort", portIndex);
     session.portDescription(portIndex);
     return session.record().addPort(portIndex, timestamp);
 }
@@ -31,13 +31,17 @@ void SimRecord::start(uint32_t) {
 
 uint32_t SimRecord::stopPort(const boost::shared_ptr<Quillon::Port>& port, uint32_t) {
     const uint32_t portIndex = portIndexOf(port);
-    auto session = recorder_->session("Record::stopPort");
+    auto session = recorder_->session("Record::stopPort", portIndex);
+    // The stop did not take: no file, and the port goes on recording.
+    if (session.givesNoFile()) {
+        return 0;
+    }
     return session.record().stopPort(session, portIndex);
 }
 
 boost::shared_ptr<Quillon::Record::Status> SimRecord::status(const boost::shared_ptr<Quillon::Port>& port) {
     const uint32_t portIndex = portIndexOf(port);
-    auto session = recorder_->session("Record::status");
+    auto session = recorder_->session("Record::status", portIndex);
     return boost::make_shared<Status>(session.record().status(portIndex));
 }
 
@@ -45,7 +49,7 @@ void SimRecord::attachDriveSet(const boost::shared_ptr<Quillon::DriveSet>& drive
                                const boost::shared_ptr<Quillon::Port>& port) {
     const uint32_t setId = ownHandle<SimDriveSet>(driveSet, *recorder_, "The drive set").id();
     const uint32_t portIndex = portIndexOf(port);
-    auto session = recorder_->session("Record::attachDriveSet");
+    auto session = recorder_->session("Record::attachDriveSet", portIndex);
     session.portDescription(portIndex);
     session.storage().set(setId);
     session.hardware().port(portIndex).driveSet = setId;
@@ -54,7 +58,7 @@ void SimRecord::attachDriveSet(const boost::shared_ptr<Quillon::DriveSet>& drive
 
 void SimRecord::detachPort(const boost::shared_ptr<Quillon::Port>& port) {
     const uint32_t portIndex = portIndexOf(port);
-    auto session = recorder_->session("Record::detachPort");
+    auto session = recorder_->session("Record::detachPort", portIndex);
     session.portDescription(portIndex);
     session.hardware().port(portIndex).driveSet.reset();
     session.publishState();

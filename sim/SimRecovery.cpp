@@ -75,6 +75,7 @@ std::optional<std::vector<StoredStream>> SimRecovery::rebuild() {
     }
     uint8_t bytes[BlockHeader::Bytes];
     for (uint64_t block = 0; block < blocks; ++block) {
+        recorder_->dataPathCall("DriveFile::readBlock");
         file.readAt(block * job_.blockBytes, bytes, sizeof bytes);
         std::optional<BlockHeader> header;
         try {

@@ -20,7 +20,7 @@ std::shared_ptr<SerialChannel> channelOf(Recorder::Session& session, uint32_t po
 }  // namespace
 
 std::shared_ptr<SerialChannel> SimSerialPort::channel(Recorder& recorder, uint32_t portIndex, const char* operation) {
-    auto session = recorder.session(operation);
+    auto session = recorder.session(operation, portIndex);
     return channelOf(session, portIndex);
 }
 
@@ -72,7 +72,7 @@ std::shared_ptr<SerialChannel> SimSerialPort::channel(const char* operation) con
 
 template <typename Change>
 void SimSerialPort::change(const char* operation, Change&& change) {
-    auto session = recorder_->session(operation);
+    auto session = recorder_->session(operation, portIndex_);
     change(*channelOf(session, portIndex_));
     session.publishState();
 }

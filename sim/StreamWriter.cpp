@@ -7,8 +7,13 @@
 
 namespace sim {
 
-StreamWriter::StreamWriter(const FileDescriptor& file, uint64_t blockBytes, uint32_t streamId, Reserve reserve)
-    : file_(file), streamId_(streamId), reserve_(std::move(reserve)), block_(blockBytes) {}
+StreamWriter::StreamWriter(const FileDescriptor& file, uint64_t blockBytes, uint32_t streamId, Reserve reserve,
+                           BeforeWrite beforeWrite)
+    : file_(file),
+      streamId_(streamId),
+      reserve_(std::move(reserve)),
+      beforeWrite_(std::move(beforeWrite)),
+      block_(blockBytes) {}
 
 uint64_t StreamWriter::headerBytes() { return BlockHeader::Bytes; }
 
@@ -44,11 +49,19 @@ void StreamWriter::flush() {
     }
 }
 
+void StreamWriter::abandon(uint64_t frameBytes) {
+    blocks_.resize(written_);
+    filled_ = 0;
+    frames_ = frameBytes == 0 ? 0 : writtenBytes_ / frameBytes;
+}
+
 void StreamWriter::writeBlock() {
+    beforeWrite_();
     std::memset(block_.data() + headerBytes() + filled_, 0, payloadBytes() - filled_);
     BlockHeader{streamId_, static_cast<uint32_t>(written_), static_cast<uint32_t>(filled_)}.store(block_.data());
     file_.writeAt(blocks_[written_] * block_.size(), block_.data(), block_.size());
     ++written_;
+    writtenBytes_ += filled_;
     filled_ = 0;
 }
 

@@ -55,6 +55,47 @@ TEST_F(Enquiries, UnpluggingAndPluggingKeepTheIndexAndTheDisconnectedHaveNoPorts
     EXPECT_EQ(client().portName(0, 0), "REC-A-1");
 }
 
+// A recorder that was unplugged comes back switched off and on: it has forgotten every setting,
+// and the service describes its configured ports to it again.
+TEST_F(Enquiries, APluggedBackRecorderGetsItsPortsDescribedAgain) {
+    json unit = recorder("REC-A");
+    unit["ports"][1]["cameraAsleep"] = true;
+    unit["ports"].push_back({{"name", "REC-A-3"}, {"measuredFrameRate", 25.0}});
+    writeDescription({unit});
+    startService(1);
+    client().setPortConfig(0, 1, {16, 4, 0, 0});
+    client().setPortConfig(0, 2, {640, 0, 0, 0});
+    client().pairPort(0, 1, "cam-b", std::vector<uint8_t>{9}, 1);
+    ASSERT_EQ(recordFrames(1, 3).size(), 1u);
+    const json before = recorderState("REC-A").at("ports");
+    ASSERT_FALSE(before[2].at("dataDescriptor").is_null());
+
+    unit["connected"] = false;
+    writeDescription({unit});
+    // The catalogue goes with the connection.
+    ASSERT_TRUE(eventually([&] { return client().listFiles(0).empty(); }));
+    unit["connected"] = true;
+    writeDescription({unit});
+    ASSERT_TRUE(eventually([&] { return client().listFiles(0).size() == 1; }));
+
+    const json after = recorderState("REC-A").at("ports");
+    for (size_t port = 0; port < 2; ++port) {
+        SCOPED_TRACE(port);
+        EXPECT_EQ(after[port].at("dataDescriptor"), before[port].at("dataDescriptor"));
+        EXPECT_EQ(after[port].at("driveSet"), before[port].at("driveSet"));
+    }
+    // A geometry with a side of 0 is kept, but not described to the port.
+    EXPECT_TRUE(after[2].at("dataDescriptor").is_null()) << after[2].dump();
+    EXPECT_TRUE(after[2].at("driveSet").is_null());
+    EXPECT_EQ(client().getPortConfig(0, 2), (PortConfig{640, 0, 0, 0}));
+    // The camera went back to sleep with the power and was woken again.
+    EXPECT_EQ(after[1].at("memoryWrites"), json::parse(R"([{"address": 16384, "bytes": "00000001"}])"));
+    EXPECT_EQ(client().pairedTo(0, 1), "cam-b");
+    EXPECT_EQ(client().recoveryStatus(0), RecoveryStatus::NotRun);
+    // The port's description was the service's, not one left from before.
+    EXPECT_EQ(recordFrames(1, 2).size(), 1u);
+}
+
 TEST_F(Enquiries, SetupRecreatesTheTavuSetAndPercentUsedFollowsItsFiles) {
     startWithRecorderA();
     client().setup(0);

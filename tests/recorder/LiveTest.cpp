@@ -77,5 +77,40 @@ TEST_F(Live, AWaitingGrabHoldsUpNothingAndARecordingHandsThePortBack) {
     waiting->stopLive(0, 3);
 }
 
+// A recording takes the acquisition of the ports it records. The live view comes back by itself
+// at the next frame request, during the recording and after it, on the ports that were live only.
+TEST_F(Live, ARecordingTakesThePortAndTheNextFrameRequestBringsItBack) {
+    startWithRecorderA();
+    client().setPortConfig(0, 0, {8, 4, 0, 0});
+    client().setPortConfig(0, 1, {8, 4, 0, 0});
+    const client::FrameView view(client().startLive(0, 0));
+    const auto liveFrameNumber = [&] {
+        client().liveFrame(0, 0);
+        return client::pixelAt(view.frame(64), 0);
+    };
+    const auto grabbing = [&](size_t port) {
+        return recorderState("REC-A").at("ports").at(port).at("grabbing").get<bool>();
+    };
+    const uint16_t first = liveFrameNumber();
+    EXPECT_GT(liveFrameNumber(), first);
+
+    client().startRecording(0, {3, 0, StopCondition::FrameCount, 50, false, 0});
+    EXPECT_FALSE(grabbing(0));
+    uint16_t during = 0;
+    ASSERT_TRUE(eventually([&] { return (during = liveFrameNumber()) >= 20; }));
+    EXPECT_TRUE(grabbing(0));
+    ASSERT_TRUE(eventually([&] { return client().isRecordingDone(0); }));
+    client().stopRecording(0);
+
+    // Restarted after the stop as well: the camera's frames count from 0 again, and move on.
+    const uint16_t after = liveFrameNumber();
+    EXPECT_LT(after, during);
+    EXPECT_GT(liveFrameNumber(), after);
+    // The port that recorded without a live view was not started.
+    EXPECT_FALSE(grabbing(1));
+    EXPECT_EQ(serviceError([&] { client().liveFrame(0, 1); }), "Failed to grab frame.");
+    client().stopLive(0, 0);
+}
+
 }  // namespace
 }  // namespace tavu::test

@@ -44,6 +44,18 @@ nlohmann::json RecorderFixture::recorder(const std::string& name, bool connected
             {"driveGroups", {{{"drives", {drive, second}}}}}};
 }
 
+void RecorderFixture::armFaults(nlohmann::json unit, nlohmann::json faults) {
+    const auto probeFails = [&] { return !serviceError([&] { client().registerRead(0, 1, 0x300C, 4); }).empty(); };
+    // First without any fault, so that the probe's failure tells of this edit, not an earlier one.
+    unit["faults"] = nlohmann::json::array();
+    writeDescription({unit});
+    ASSERT_TRUE(eventually([&] { return !probeFails(); }));
+    faults.push_back({{"operation", "Port::readMemory"}, {"port", "REC-A-2"}});
+    unit["faults"] = std::move(faults);
+    writeDescription({unit});
+    ASSERT_TRUE(eventually(probeFails));
+}
+
 void RecorderFixture::startService(uint32_t devices, ServiceProcess::Environment extra) {
     extra.emplace_back("QUILLON_PATH_X64", TAVU_SIM_ROOT);
     extra.emplace_back("QUILLON_SIM_ROOT", simRoot.string());
@@ -80,6 +92,10 @@ bool isCameraFrame(std::span<const uint8_t> pixels, uint32_t width, uint32_t hei
         }
     }
     return true;
+}
+
+nlohmann::json RecorderFixture::recorderState(const std::string& recorder) const {
+    return nlohmann::json::parse(std::ifstream(simRoot / recorder / "state.json"));
 }
 
 nlohmann::json RecorderFixture::driveSetIndex(const std::string& recorder) const {

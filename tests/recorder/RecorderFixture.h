@@ -53,6 +53,10 @@ protected:
     // A recorder with two cameras at 100 and 50 frames per second and two drives of 1 GB.
     static nlohmann::json recorder(const std::string& name, bool connected = true);
 
+    // Puts the faults on REC-A, beside a lasting one on the camera registers of its second port,
+    // and waits until that one shows that the library took the edit. Faults in force before are
+    // lifted first.
+    void armFaults(nlohmann::json unit, nlohmann::json faults);
     // Starts the service (noautoclose) and waits until it lists `devices` recorders.
     void startService(uint32_t devices, ServiceProcess::Environment extra = {});
     void stopService();
@@ -65,6 +69,8 @@ protected:
     // A further connection to the running service.
     std::unique_ptr<client::Client> connect() const;
 
+    // What the simulated library publishes of the settings made on a recorder.
+    nlohmann::json recorderState(const std::string& recorder) const;
     // What the simulated library keeps about a recorder's first drive set, and its folder.
     nlohmann::json driveSetIndex(const std::string& recorder) const;
     std::filesystem::path driveSetFolder(const std::string& recorder) const;

@@ -1,6 +1,8 @@
 // Recovery of a recording that a killed service left incomplete on a simulated recorder,
 // through the socket: repair, failure on a damaged file, cancellation and discarding.
+#include <cstring>
 #include <fstream>
+#include <map>
 
 #include "RecorderFixture.h"
 #include "client/Playback.h"
@@ -70,6 +72,15 @@ TEST_F(Recovery, AFileCutOffByAKilledServiceIsRepairedAndCatalogued) {
     const std::vector<FileRecord> files = client().listFiles(0);
     ASSERT_EQ(files.size(), 2u);
     EXPECT_EQ(metaBlock("REC-A", fileId), files);
+    // Each stream counts the whole frames in its blocks: the frame bytes that their headers
+    // (magic, then little-endian stream id, place and frame bytes) give, cut to whole frames.
+    std::map<uint32_t, uint64_t> frameBytes;
+    std::ifstream data(driveSetFolder("REC-A") / ("file-" + std::to_string(fileId) + ".data"), std::ios::binary);
+    for (std::vector<char> block(2 * 65536); data.read(block.data(), std::ssize(block));) {
+        uint32_t header[3];
+        std::memcpy(header, block.data() + 8, sizeof header);
+        frameBytes[header[0]] += std::string(block.data(), 8) == "QSIMBLK1" ? header[2] : 0;
+    }
     for (uint8_t port = 0; port < 2; ++port) {
         SCOPED_TRACE(port);
         const FileRecord& file = files[port];
@@ -78,6 +89,7 @@ TEST_F(Recovery, AFileCutOffByAKilledServiceIsRepairedAndCatalogued) {
         EXPECT_EQ(file.port, client().portName(0, port));
         EXPECT_EQ(file.height, port == 0 ? 128u : 64u);
         ASSERT_GE(file.numFrames, 2u);
+        EXPECT_EQ(file.numFrames, frameBytes[file.streamId] / (256 * file.height * 2));
         client::Playback playback(client(), 0, fileId, file.streamId);
         EXPECT_TRUE(isCameraFrame(playback.read(0), 256, file.height, port, 0));
         EXPECT_TRUE(isCameraFrame(playback.read(file.numFrames - 1), 256, file.height, port, file.numFrames - 1));

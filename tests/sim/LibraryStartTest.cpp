@@ -53,7 +53,16 @@ INSTANTIATE_TEST_SUITE_P(
                        "recorders[0].ports[0] has an unknown key \"linkMod\""},
         BadDescription{"RepeatedDrive", R"({"recorders": [{"name": "R", "deviceType": 1, "driveGroups": [{"drives": [
                            {"physicalIndex": 0, "capacity": 1}, {"physicalIndex": 0, "capacity": 1}]}]}]})",
-                       "recorders[0].driveGroups[0].drives[1].physicalIndex repeats"}),
+                       "recorders[0].driveGroups[0].drives[1].physicalIndex repeats"},
+        BadDescription{"FaultOnNoOperation", R"({"recorders": [{"name": "R", "deviceType": 1, "faults": [
+                           {"operation": "Record::pause"}]}]})",
+                       "recorders[0].faults[0].operation must name an operation"},
+        BadDescription{"FaultOnNoPort", R"({"recorders": [{"name": "R", "deviceType": 1, "faults": [
+                           {"operation": "Port::grab", "port": "P"}]}]})",
+                       "recorders[0].faults[0].port must name a port of the recorder"},
+        BadDescription{"NoFileFromAnotherOperation", R"({"recorders": [{"name": "R", "deviceType": 1, "faults": [
+                           {"operation": "Record::start", "givesNoFile": true}]}]})",
+                       "recorders[0].faults[0].givesNoFile is for \"Record::stopPort\" only"}),
     [](const testing::TestParamInfo<BadDescription>& info) { return info.param.name; });
 
 TEST_F(LibraryStart, AMissingDescriptionNamesTheFile) {
