@@ -28,6 +28,8 @@ from ._types import (
 
 
 _NOT_OUR_QUEUE = "A connection can only read from an event queue that it created."
+# What a read answers when the queue went in the moment between its check of the owner and the read.
+_QUEUE_GONE = "Inalid event queue id."
 
 
 def _device(device: int, **more: Any) -> dict[str, Any]:
@@ -502,7 +504,7 @@ class Client:
                 event = self.read_event(queue)
             except ServiceError as error:
                 # Another client destroyed the queue between two reads.
-                if str(error) != _NOT_OUR_QUEUE:
+                if str(error) not in (_NOT_OUR_QUEUE, _QUEUE_GONE):
                     raise
                 self._queue = None
                 return
