@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <string>
 #include <stdexcept>
 #include <utility>
 
 namespace tavu {
 
+// Keys are short words, which std::string keeps inside itself: decoding a request then takes no
+// allocation per key.
 struct ObjectValue::MapPair {
-    std::unique_ptr<char[]> key;
+    std::string key;
     ObjectValue value;
 };
 
@@ -112,8 +115,7 @@ ObjectValue::ObjectValue(const ObjectValue& other) : type_(other.type_), bits_(o
     case ObjectType::Map:
         pairs_ = makeSlots<MapPair>(size_);
         for (uint32_t i = 0; i < size_; ++i) {
-            const char* key = other.pairs_[i].key.get();
-            pairs_[i] = MapPair{copyText(key, std::strlen(key)), other.pairs_[i].value};
+            pairs_[i] = MapPair{other.pairs_[i].key, other.pairs_[i].value};
         }
         capacity_ = size_;
         break;
@@ -256,7 +258,7 @@ void ObjectValue::arrayAppend(ObjectValue&& value) {
 int32_t ObjectValue::mapIndexOf(const char* key) const {
     requireType(ObjectType::Map, kNotMap);
     for (uint32_t i = 0; i < size_; ++i) {
-        if (std::strcmp(pairs_[i].key.get(), key) == 0) {
+        if (std::strcmp(pairs_[i].key.c_str(), key) == 0) {
             return static_cast<int32_t>(i);
         }
     }
@@ -288,7 +290,7 @@ void ObjectValue::requireMapIndex(uint32_t index) const {
 
 const char* ObjectValue::mapKeyAt(uint32_t index) const {
     requireMapIndex(index);
-    return pairs_[index].key.get();
+    return pairs_[index].key.c_str();
 }
 
 const ObjectValue& ObjectValue::mapValueAt(uint32_t index) const {
@@ -303,7 +305,7 @@ ObjectValue& ObjectValue::mapValueAt(uint32_t index) {
 void ObjectValue::mapAppend(const char* key, ObjectValue&& value) {
     requireType(ObjectType::Map, kNotMap);
     growIfFull();
-    pairs_[size_++] = MapPair{copyText(key, std::strlen(key)), std::move(value)};
+    pairs_[size_++] = MapPair{key, std::move(value)};
 }
 
 void ObjectValue::growIfFull() {
