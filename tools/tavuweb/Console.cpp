@@ -101,6 +101,11 @@ Json Console::state() {
             {"recordings", recordings}};
 }
 
+bool Console::serviceConnected() {
+    const std::lock_guard lock(mutex_);
+    return serviceConnected_;
+}
+
 void Console::setService(bool connected, const std::string& problem) {
     {
         const std::lock_guard lock(mutex_);
@@ -124,6 +129,12 @@ void Console::runEvents() {
         try {
             client::Client client(pool_.options());
             client::EventReader events(client);
+            if (!serviceConnected()) {
+                // A service started anew runs no recording; one that ran was cut off.
+                pool_.clear();
+                const std::lock_guard lock(mutex_);
+                recordings_.clear();
+            }
             setService(true, "");
             refreshAll(client);
             pages_.broadcast(state().dump());

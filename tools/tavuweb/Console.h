@@ -90,6 +90,7 @@ private:
     void pollRecording(client::Client& client, uint32_t device);
     void finishRecording(client::Client& client, uint32_t device);
     Json recordingJson(uint32_t device, const Recording& recording) const;
+    bool serviceConnected();
     void setService(bool connected, const std::string& problem);
     bool sleepFor(std::chrono::milliseconds time);
 

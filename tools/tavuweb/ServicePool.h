@@ -37,6 +37,12 @@ public:
         }
     }
 
+    // Drops the idle connections, after the service went away: theirs would fail at first use.
+    void clear() {
+        const std::lock_guard lock(mutex_);
+        idle_.clear();
+    }
+
 private:
     std::unique_ptr<client::Client> borrow() {
         {
