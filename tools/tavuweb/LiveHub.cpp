@@ -46,7 +46,7 @@ void LiveHub::watch(uint32_t device, uint8_t port, const std::shared_ptr<LiveWat
         }
         auto& source = sources_[{device, port}];
         if (source && source->finished) {
-            ended = std::move(source);
+            ended.swap(source);
         }
         if (!source) {
             source = std::make_unique<Source>();

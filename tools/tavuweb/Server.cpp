@@ -241,12 +241,12 @@ private:
         });
     }
 
-    http::response<http::string_body> textReply(http::status status, const std::string& text,
+    http::response<http::string_body> textReply(http::status status, std::string text,
                                                  const char* type = "text/plain; charset=utf-8") {
         http::response<http::string_body> response{status, 11};
         response.set(http::field::content_type, type);
         response.set(http::field::cache_control, "no-store");
-        response.body() = text;
+        response.body() = std::move(text);
         response.prepare_payload();
         return response;
     }
@@ -358,7 +358,6 @@ Server::Server(tcp::acceptor acceptor, Access access, std::filesystem::path page
     : acceptor_(std::move(acceptor)),
       access_(std::move(access)),
       pageFolder_(std::move(pageFolder)),
-      pool_(pool),
       console_(pool, *this),
       api_(pool, console_),
       live_(pool.options(), console_, maxLiveRate) {}

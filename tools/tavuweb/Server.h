@@ -54,7 +54,6 @@ private:
     boost::asio::ip::tcp::acceptor acceptor_;
     Access access_;
     std::filesystem::path pageFolder_;
-    ServicePool& pool_;
     Console console_;
     Api api_;
     LiveHub live_;
