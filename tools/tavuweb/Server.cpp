@@ -82,8 +82,8 @@ bool plainPath(std::string_view path) {
 // requests for live view.
 class PageSession : public LiveWatcher, public std::enable_shared_from_this<PageSession> {
 public:
-    PageSession(tcp::socket socket, Server& server) : ws_(std::move(socket)), server_(server) {}
-    ~PageSession() override { server_.connectionEnded(); }
+    PageSession(tcp::socket socket, Server& server, std::shared_ptr<void> slot)
+        : ws_(std::move(socket)), server_(server), slot_(std::move(slot)) {}
 
     void run(http::request<http::string_body> request) {
         ws_.set_option(websocket::stream_base::timeout::suggested(beast::role_type::server));
@@ -201,6 +201,7 @@ private:
 
     websocket::stream<beast::tcp_stream> ws_;
     Server& server_;
+    std::shared_ptr<void> slot_;
     beast::flat_buffer buffer_;
     std::deque<std::pair<std::string, bool>> queue_;
     bool closing_ = false;
@@ -214,12 +215,8 @@ namespace {
 // One HTTP connection: the page's files, the API, and the upgrade to a PageSession.
 class HttpSession : public std::enable_shared_from_this<HttpSession> {
 public:
-    HttpSession(tcp::socket socket, Server& server) : stream_(std::move(socket)), server_(server) {}
-    ~HttpSession() {
-        if (counted_) {
-            server_.connectionEnded();
-        }
-    }
+    HttpSession(tcp::socket socket, Server& server, std::shared_ptr<void> slot)
+        : stream_(std::move(socket)), server_(server), slot_(std::move(slot)) {}
 
     void run() { read(); }
 
@@ -269,8 +266,7 @@ private:
                 respond(textReply(http::status::forbidden, "Forbidden.\n"), true);
                 return;
             }
-            counted_ = false;  // the page session counts the connection from here on
-            std::make_shared<PageSession>(stream_.release_socket(), server_)->run(std::move(request));
+            std::make_shared<PageSession>(stream_.release_socket(), server_, std::move(slot_))->run(std::move(request));
             return;
         }
         const auto query = queryOf(target);
@@ -347,8 +343,8 @@ private:
     Server& server_;
     beast::flat_buffer buffer_;
     std::optional<http::request_parser<http::string_body>> parser_;
+    std::shared_ptr<void> slot_;
     bool keepAlive_ = false;
-    bool counted_ = true;
 };
 
 }  // namespace
@@ -389,23 +385,22 @@ void Server::accept() {
             return;
         }
         if (!error) {
-            if (admitConnection()) {
-                std::make_shared<HttpSession>(std::move(socket), *this)->run();
+            if (auto slot = admitConnection()) {
+                std::make_shared<HttpSession>(std::move(socket), *this, std::move(slot))->run();
             }
         }
         accept();
     });
 }
 
-bool Server::admitConnection() {
-    if (++connections_ > ConnectionLimit) {
-        --connections_;
-        return false;
+std::shared_ptr<void> Server::admitConnection() {
+    const auto count = connections_;
+    if (++*count > ConnectionLimit) {
+        --*count;
+        return nullptr;
     }
-    return true;
+    return {count.get(), [count](void*) { --*count; }};
 }
-
-void Server::connectionEnded() { --connections_; }
 
 void Server::addPage(const std::shared_ptr<PageSession>& page) {
     const std::lock_guard lock(pagesMutex_);

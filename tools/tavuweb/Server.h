@@ -44,9 +44,9 @@ public:
     boost::asio::thread_pool& workers() { return workers_; }
     const std::filesystem::path& pageFolder() const { return pageFolder_; }
     void addPage(const std::shared_ptr<PageSession>& page);
-    // Bounds the connections that are open at once.
-    bool admitConnection();
-    void connectionEnded();
+    // Bounds the connections that are open at once: a connection holds what this returns for
+    // its life; null when there are too many. It may outlive the server.
+    std::shared_ptr<void> admitConnection();
 
 private:
     void accept();
@@ -60,7 +60,7 @@ private:
     boost::asio::thread_pool workers_{8};
     std::mutex pagesMutex_;
     std::vector<std::weak_ptr<PageSession>> pages_;
-    std::atomic<int> connections_{0};
+    std::shared_ptr<std::atomic<int>> connections_ = std::make_shared<std::atomic<int>>(0);
     bool stopped_ = false;
 };
 
