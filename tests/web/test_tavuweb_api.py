@@ -60,6 +60,13 @@ def test_emulator_pair_configure_record_play_edit_and_remove(console):
     console.api('POST', 'devices/0/ports/0/config', {'width': 256, 'height': 256})
     page.next('device', lambda m: m['device']['ports'][0]['config']['width'] == 256)
 
+    # The emulator has no trigger input: it takes a recording that waits for one and never starts
+    # it, and the console shows it waiting until a stop finds nothing to stop.
+    console.api('POST', 'devices/0/record', {'ports': [0], 'stop': 'frames', 'count': 30, 'trigger': 'external'})
+    assert page.next('recording')['recording']['waitsForTrigger']
+    assert console.api('POST', 'devices/0/stop', expect=409) == {'error': 'Stopping the recording failed: Not recording'}
+    assert page.next('recordingEnded')['reason'] == 'could not be stopped (Not recording)'
+
     console.api('POST', 'devices/0/record', {'ports': [0], 'stop': 'frames', 'count': 30})
     page.next('event', lambda m: m['name'] == 'RecordingStarted' and m['port'] == 1)
     page.next('recording', lambda m: m['recording']['ports'][0]['frames'] > 0)

@@ -141,7 +141,12 @@ ApiReply Api::route(const ApiRequest& request, const std::vector<std::string>& p
         if (what == "stop") {
             console_.noteStopAsked(device);
             pool_.with([&](client::Client& client) {
-                attempt("Stopping the recording failed", [&] { client.stopRecording(device); });
+                try {
+                    client.stopRecording(device);
+                } catch (const client::ServiceError& error) {
+                    console_.abandonRecording(device, error.what());
+                    throw ApiFailure(409, std::string("Stopping the recording failed: ") + error.what());
+                }
             });
             return done();
         }

@@ -436,8 +436,26 @@ void Console::pollRecording(client::Client& client, uint32_t device) {
                                   {"text", "The recording on device " + std::to_string(device) +
                                                " ended, but stopping it failed: " + error.what()}}
                                  .dump());
+            abandonRecording(device, error.what());
         }
     }
+}
+
+void Console::abandonRecording(uint32_t device, const std::string& problem) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (recordings_.erase(device) == 0) {
+            return;
+        }
+    }
+    // No RecordingStopped follows: the recording ends here for the pages, with the reason.
+    pages_.broadcast(Json{{"kind", "recordingEnded"},
+                          {"device", device},
+                          {"reason", "could not be stopped (" + problem + ")"},
+                          {"short", true},
+                          {"notes", Json::array()},
+                          {"ports", Json::array()}}
+                         .dump());
 }
 
 void Console::finishRecording(client::Client& client, uint32_t device) {

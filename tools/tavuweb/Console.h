@@ -55,6 +55,9 @@ public:
     void forgetExpected(uint32_t device);
     // A stop asked for on this console's page, so that the end is told as such.
     void noteStopAsked(uint32_t device);
+    // A stop failed: the device runs no recording that a stop could end, so the pages stop
+    // showing one.
+    void abandonRecording(uint32_t device, const std::string& problem);
     // Pushes how a recovery stands.
     void noteRecovery(uint32_t device, RecoveryStatus status, std::chrono::steady_clock::duration elapsed);
     void noteFrameRate(uint32_t device, uint8_t port, double framesPerSecond);
