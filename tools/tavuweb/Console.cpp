@@ -93,7 +93,9 @@ Json Console::state() {
     }
     Json recordings = Json::array();
     for (const auto& [device, recording] : recordings_) {
-        recordings.push_back(recordingJson(device, recording));
+        if (recording.portMask != 0) {
+            recordings.push_back(recordingJson(device, recording));
+        }
     }
     return {{"kind", "state"},
             {"service", {{"connected", serviceConnected_}, {"problem", serviceProblem_}}},
@@ -385,7 +387,11 @@ void Console::pollRecording(client::Client& client, uint32_t device) {
     std::vector<uint8_t> ports;
     {
         const std::lock_guard lock(mutex_);
-        for (const auto& [port, progress] : recordings_[device].ports) {
+        const auto found = recordings_.find(device);
+        if (found == recordings_.end()) {
+            return;  // ended meanwhile
+        }
+        for (const auto& [port, progress] : found->second.ports) {
             ports.push_back(port);
         }
     }
@@ -397,10 +403,11 @@ void Console::pollRecording(client::Client& client, uint32_t device) {
     bool stopNow = false;
     {
         const std::lock_guard lock(mutex_);
-        Recording& recording = recordings_[device];
-        if (recording.portMask == 0) {
-            return;  // stopped meanwhile
+        const auto found = recordings_.find(device);
+        if (found == recordings_.end() || found->second.portMask == 0) {
+            return;  // ended meanwhile
         }
+        Recording& recording = found->second;
         const Clock::time_point now = Clock::now();
         for (auto& [port, progress] : recording.ports) {
             const RecordingProgress& latest = read[port];

@@ -88,6 +88,9 @@ public:
     void run(http::request<http::string_body> request) {
         ws_.set_option(websocket::stream_base::timeout::suggested(beast::role_type::server));
         ws_.read_message_max(MessageLimit);
+        // A frame goes out as one WebSocket frame, not thousands of small ones that the page
+        // would have to join.
+        ws_.auto_fragment(false);
         ws_.async_accept(request, [self = shared_from_this()](beast::error_code error) {
             if (!error) {
                 self->server_.addPage(self);
