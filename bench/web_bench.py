@@ -73,9 +73,9 @@ def live_rate(page):
         page.ws.send('{"op":"ack"}')
         frames += 1
         now = time.monotonic()
-        if frames == 10:
+        if started is None and frames == 10:  # after a warm-up of 10 frames
             started, frames = now, 0
-        elif started and now - started >= SECONDS:
+        elif started is not None and now - started >= SECONDS:
             page.ws.send('{"op":"liveStop"}')
             return frames / (now - started)
 

@@ -12,6 +12,9 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto ProgressInterval = 100ms;
+// In a recording's first second, so that its bar moves as soon as the first frames are in.
+constexpr auto FirstProgressInterval = 20ms;
+constexpr auto FirstProgressTime = 1s;
 constexpr auto ReconnectInterval = 1s;
 
 // A value that a device may refuse to give (a recorder unplugged, a port not set up): the
@@ -191,6 +194,10 @@ void Console::handle(client::Client& client, const DeviceEvent& event) {
                     }
                 }
                 pages_.broadcast(Json{{"kind", "recording"}, {"recording", recordingJson(event.device, recording)}}.dump());
+            }
+            {
+                const std::lock_guard lock(mutex_);
+                progressKick_ = true;
             }
             wake_.notify_all();
             refresh(client, event.device);
@@ -377,7 +384,14 @@ void Console::runProgress() {
         } catch (const std::exception& error) {
             std::cerr << "tavuweb: progress: " << error.what() << "\n";
         }
-        if (!sleepFor(ProgressInterval)) {
+        std::unique_lock lock(mutex_);
+        const bool starting = std::any_of(recordings_.begin(), recordings_.end(), [](const auto& entry) {
+            return Clock::now() - entry.second.started < FirstProgressTime;
+        });
+        wake_.wait_for(lock, starting ? FirstProgressInterval : ProgressInterval,
+                       [this] { return stopping_ || progressKick_; });
+        progressKick_ = false;
+        if (stopping_) {
             return;
         }
     }

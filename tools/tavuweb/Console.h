@@ -102,6 +102,7 @@ private:
     std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;
+    bool progressKick_ = false;  // a recording started: ask for progress at once
     bool serviceConnected_ = false;
     std::string serviceProblem_;
     std::map<uint32_t, Json> devices_;
