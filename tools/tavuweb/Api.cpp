@@ -139,7 +139,9 @@ ApiReply Api::route(const ApiRequest& request, const std::vector<std::string>& p
             return record(device, body);
         }
         if (what == "stop") {
-            console_.noteStopAsked(device);
+            if (!console_.noteStopAsked(device)) {
+                return done();  // it ended by itself, and the console is stopping it
+            }
             pool_.with([&](client::Client& client) {
                 try {
                     client.stopRecording(device);

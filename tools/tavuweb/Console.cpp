@@ -304,12 +304,18 @@ void Console::forgetExpected(uint32_t device) {
     }
 }
 
-void Console::noteStopAsked(uint32_t device) {
+bool Console::noteStopAsked(uint32_t device) {
     const std::lock_guard lock(mutex_);
     const auto found = recordings_.find(device);
-    if (found != recordings_.end()) {
-        found->second.stopAsked = true;
+    if (found == recordings_.end()) {
+        return true;
     }
+    // The progress thread must not stop it as well, and take the device's refusal of a second
+    // stop for a failure.
+    const bool first = !found->second.stopping;
+    found->second.stopAsked = true;
+    found->second.stopping = true;
+    return first;
 }
 
 void Console::noteRecovery(uint32_t device, RecoveryStatus status, std::chrono::steady_clock::duration elapsed) {

@@ -53,8 +53,9 @@ public:
     void expectRecording(uint32_t device, const RecordingRequest& request);
     // The start that expectRecording announced failed.
     void forgetExpected(uint32_t device);
-    // A stop asked for on this console's page, so that the end is told as such.
-    void noteStopAsked(uint32_t device);
+    // A stop asked for on this console's page, so that the end is told as such. False when the
+    // console is stopping the recording already.
+    bool noteStopAsked(uint32_t device);
     // A stop failed: the device runs no recording that a stop could end, so the pages stop
     // showing one.
     void abandonRecording(uint32_t device, const std::string& problem);
