@@ -139,7 +139,14 @@ def sim_console(tmp_path):
     recorder = {'name': 'REC-A', 'deviceType': 15, 'clusterBytes': 4096,
                 'ports': [{'name': 'A1', 'measuredFrameRate': 100.0}, {'name': 'A2', 'measuredFrameRate': 100.0}],
                 'driveGroups': [{'drives': [{'physicalIndex': 0, 'capacity': 100000000}]}]}
-    (root / 'recorders.json').write_text(json.dumps({'recorders': [recorder]}))
+
+    def describe(connected=True):
+        # In one step, so that the library never reads half a description.
+        (root / 'new.json').write_text(json.dumps({'recorders': [dict(recorder, connected=connected)]}))
+        (root / 'new.json').rename(root / 'recorders.json')
+
+    describe()
     running = Console(tmp_path, {'QUILLON_PATH_X64': str(SIM), 'QUILLON_SIM_ROOT': str(root)})
+    running.describe = describe
     yield running
     running.stop()

@@ -134,6 +134,11 @@ def test_simulated_recorder_records_two_ports_and_recovers_a_cut_off_recording(s
     page = console.socket()
     device = page.next('state', lambda m: m['devices'])['devices'][0]
     assert (device['name'], device['connected'], [p['name'] for p in device['ports']]) == ('REC-A', True, ['A1', 'A2'])
+    # Unplugged and plugged in again: every page sees it at once.
+    for connected in (False, True):
+        console.describe(connected)
+        page.next('event', lambda m: m['name'] == 'DevicesChanged')
+        assert page.next('state')['devices'][0]['connected'] is connected
     for port in (0, 1):
         console.api('POST', f'devices/0/ports/{port}/config', {'width': 64, 'height': 32})
         console.api('POST', f'devices/0/ports/{port}/pair', {'camera': f'cam{port}'})
