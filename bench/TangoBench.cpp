@@ -63,20 +63,7 @@ public:
         const std::string program = std::string(TAVUSVC_BIN_DIR) + "/tavutango";
         std::vector<std::string> args{program, "bench", "-nodb", "-dlist", "bench/tavu/1", "-ORBendPoint",
                                       "giop:tcp:127.0.0.1:" + port};
-        std::vector<char*> argPointers;
-        for (auto& arg : args) argPointers.push_back(arg.data());
-        argPointers.push_back(nullptr);
-        std::vector<char*> envPointers;
-        for (auto& entry : environment) envPointers.push_back(entry.data());
-        envPointers.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-        const int spawned = posix_spawn(&pid_, program.c_str(), &actions, nullptr, argPointers.data(), envPointers.data());
-        posix_spawn_file_actions_destroy(&actions);
-        if (spawned != 0) {
-            throw std::runtime_error("cannot start " + program);
-        }
+        pid_ = test::spawnProgram(std::move(args), std::move(environment), "/dev/null", {});
         std::string name = "tango://127.0.0.1:" + port + "/bench/tavu/1#dbase=no";
         const bool up = test::eventually(
             [&] {

@@ -22,4 +22,17 @@ void applyFileInfo(FileRecord& record, const FileInfoUpdate& update) {
     record.duration = update.duration;
 }
 
+FileInfoUpdate fileInfoOf(const FileRecord& record, const std::string& name) {
+    FileInfoUpdate update;
+    update.name = name;
+    update.width = record.width;
+    update.height = record.height;
+    update.numImages = record.numFrames;
+    update.numDroppedFrames = record.numDroppedFrames;
+    update.startTime = record.startTime;
+    update.endTime = record.endTime;
+    update.duration = record.duration;
+    return update;
+}
+
 }  // namespace tavu

@@ -51,5 +51,7 @@ std::string unusedFileName(const std::vector<FileRecord>& records, const std::st
 // Takes the descriptive fields of an update, all but the name, which the caller settles; size,
 // time stamp, block, port and camera stay as recorded.
 void applyFileInfo(FileRecord& record, const FileInfoUpdate& update);
+// The update that leaves a record's descriptive fields as they are, under the name given.
+FileInfoUpdate fileInfoOf(const FileRecord& record, const std::string& name);
 
 }  // namespace tavu

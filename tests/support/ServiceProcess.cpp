@@ -19,6 +19,34 @@ extern char** environ;
 
 namespace tavu::test {
 
+pid_t spawnProgram(std::vector<std::string> argv, std::vector<std::string> environment,
+                   const std::filesystem::path& out, const std::filesystem::path& err) {
+    std::vector<char*> argPointers;
+    for (auto& arg : argv) argPointers.push_back(arg.data());
+    argPointers.push_back(nullptr);
+    std::vector<char*> envPointers;
+    for (auto& entry : environment) envPointers.push_back(entry.data());
+    envPointers.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    if (!out.empty()) {
+        posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
+    if (!err.empty()) {
+        posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
+    pid_t pid = -1;
+    const int result = posix_spawn(&pid, argv.front().c_str(), &actions, nullptr, argPointers.data(),
+                                   envPointers.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (result != 0) {
+        throw std::runtime_error("cannot start " + argv.front() + ": " + std::strerror(result));
+    }
+    return pid;
+}
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -75,24 +103,7 @@ ServiceProcess::ServiceProcess(const TestHome& home, std::vector<std::string> ar
 
     std::vector<std::string> argv{TAVUSVC_PATH};
     argv.insert(argv.end(), args.begin(), args.end());
-    std::vector<char*> argPointers;
-    for (auto& arg : argv) argPointers.push_back(arg.data());
-    argPointers.push_back(nullptr);
-    std::vector<char*> envPointers;
-    for (auto& entry : environment) envPointers.push_back(entry.data());
-    envPointers.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, stdoutPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, stderrPath_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    const int result = posix_spawn(&pid_, TAVUSVC_PATH, &actions, nullptr, argPointers.data(),
-                                   envPointers.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (result != 0) {
-        throw std::runtime_error(std::string("posix_spawn failed: ") + std::strerror(result));
-    }
+    pid_ = spawnProgram(std::move(argv), std::move(environment), stdoutPath_, stderrPath_);
 }
 
 ServiceProcess::~ServiceProcess() {

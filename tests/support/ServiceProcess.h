@@ -14,6 +14,12 @@ namespace tavu::test {
 
 using namespace std::chrono_literals;
 
+// Starts argv[0] with exactly this environment and standard input from /dev/null. Standard
+// output and error go to files made anew, or stay the caller's where a path is empty. Returns the
+// child's id; throws with the reason when it can't start.
+pid_t spawnProgram(std::vector<std::string> argv, std::vector<std::string> environment,
+                   const std::filesystem::path& out, const std::filesystem::path& err);
+
 // A private folder for one test: runtime folder (the socket) and data folder, removed
 // with everything in it when the test ends.
 class TestHome {

@@ -60,25 +60,7 @@ TavuctlRunner::Child TavuctlRunner::start(const std::vector<std::string>& args) 
     const fs::path err = home_.root() / ("tavuctl-err-" + tag);
     std::vector<std::string> argv{program_.string()};
     argv.insert(argv.end(), args.begin(), args.end());
-    std::vector<char*> argPointers;
-    for (auto& arg : argv) argPointers.push_back(arg.data());
-    argPointers.push_back(nullptr);
-    std::vector<char*> envPointers;
-    for (auto& entry : environment_) envPointers.push_back(entry.data());
-    envPointers.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    pid_t pid = -1;
-    const int result =
-        posix_spawn(&pid, program_.c_str(), &actions, nullptr, argPointers.data(), envPointers.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (result != 0) {
-        throw std::runtime_error(std::string("cannot run tavuctl: ") + std::strerror(result));
-    }
+    const pid_t pid = spawnProgram(std::move(argv), environment_, out, err);
     return Child(pid, out, err);
 }
 

@@ -81,15 +81,7 @@ void requireListableName(const std::string& name) {
 // when the one asked for is taken.
 FileRecord setName(Session& session, const RecordingId& id, FileRecord record, const std::string& name) {
     requireListableName(name);
-    FileInfoUpdate update;
-    update.name = name;
-    update.width = record.width;
-    update.height = record.height;
-    update.numImages = record.numFrames;
-    update.numDroppedFrames = record.numDroppedFrames;
-    update.startTime = record.startTime;
-    update.endTime = record.endTime;
-    update.duration = record.duration;
+    const FileInfoUpdate update = fileInfoOf(record, name);
     record.name = attempt("cannot rename " + id.text(),
                           [&] { return session.client().setFileInfo(id.device, id.fileId, id.streamId, update); });
     return record;
