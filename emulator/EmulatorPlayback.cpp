@@ -100,7 +100,7 @@ void TavuDeviceEmulator::readFrame(uint32_t openFileId, uint64_t frame) {
     }
     const uint64_t offset = frameBytes(entries.catalogue->width, entries.catalogue->height) * frame;
     slot.file.seek(static_cast<int32_t>(offset));
-    slot.file.read(regionBytes(slot.region));
+    slot.file.read(regionBytes(slot.region), frameReader_);
 }
 
 // Live view: a ramp with no header and no pacing, one frame at each liveFrame.

@@ -1,5 +1,7 @@
 #include "emulator/FrameFile.h"
 
+#include "emulator/SplitReader.h"
+
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -51,18 +53,10 @@ void FrameFile::seek(int32_t offset) {
     }
 }
 
-void FrameFile::read(std::span<uint8_t> bytes) {
+void FrameFile::read(std::span<uint8_t> bytes, SplitReader& reader) {
     // A short read leaves the rest of the frame as it was, which is what playback shows.
-    while (fd_ >= 0 && !bytes.empty()) {
-        const ssize_t count = ::pread(fd_, bytes.data(), bytes.size(), static_cast<off_t>(position_));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count <= 0) {
-            return;
-        }
-        position_ += static_cast<uint64_t>(count);
-        bytes = bytes.subspan(static_cast<size_t>(count));
+    if (fd_ >= 0) {
+        position_ += reader.read(fd_, bytes, position_);
     }
 }
 

@@ -5,6 +5,8 @@
 
 namespace tavu {
 
+class SplitReader;
+
 // A frame file of the emulated device, on a plain descriptor: frames move between the file and
 // their buffer (the shared region, when played back) in one system call, with no buffer of the C
 // library between them. Nothing here reports a short read, a short write or a failed seek: a
@@ -29,8 +31,9 @@ public:
     // Offsets are signed 32-bit, so frames 2 GiB or more into a file are read from the wrong
     // place: a limit of the emulated device. A negative offset leaves the position as it was.
     void seek(int32_t offset);
-    // Reads at the position and moves it past what was read.
-    void read(std::span<uint8_t> bytes);
+    // Reads at the position and moves it past what was read; a large frame with the reader's
+    // second thread.
+    void read(std::span<uint8_t> bytes, SplitReader& reader);
 
 private:
     int fd_ = -1;

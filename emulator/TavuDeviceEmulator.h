@@ -3,6 +3,7 @@
 #include "emulator/EmulatorFolder.h"
 #include "emulator/FrameFile.h"
 #include "emulator/RecordingWorker.h"
+#include "emulator/SplitReader.h"
 #include "records/ConfigRecord.h"
 #include "device/ITavuDevice.h"
 #include "transport/SharedRegion.h"
@@ -147,6 +148,7 @@ private:
     std::vector<uint8_t> info_;
     uint16_t framesPerPacket_ = 0;
     std::vector<PlaybackSlot> slots_;  // never shrinks: indices are handed out
+    SplitReader frameReader_;  // reads are serialised by lock_
     std::vector<FileRecord> catalogue_;
     uint32_t recoveryFileId_ = kNoFileId;
     RecordingFlags recordingFlags_;
