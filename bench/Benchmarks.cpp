@@ -31,6 +31,8 @@ constexpr size_t kReplySize = 16;
 // The message of the fan-out floor: a little above readEvent's reply with FilesChanged, which
 // is 36 bytes for device 0.
 constexpr size_t kEventReplySize = 40;
+// readEvent's request, which an event's reader sends as soon as it has the event.
+constexpr size_t kReadEventRequestSize = 32;
 constexpr uint16_t kSide = 2048;
 constexpr uint64_t kFrameBytes = uint64_t{kSide} * kSide * 2;
 constexpr double kMiB = 1024.0 * 1024.0;
@@ -291,8 +293,8 @@ void benchEvents(Report& report, EmulatorService& service, Seconds /*window*/) {
         listeners.stop([&] { client->notifyFilesChanged(0); });
     }
 
-    auto floor = [&](RawFanOut::Writers writers) {
-        RawFanOut fanOut(kListeners, kEventReplySize, writers);
+    auto floor = [&](RawFanOut::Writers writers, size_t answerSize = 0) {
+        RawFanOut fanOut(kListeners, kEventReplySize, writers, answerSize);
         std::vector<double> times;
         for (unsigned round = 0; round < kWarmUp + kRounds; ++round) {
             const double us = fanOut.sendToAll();
@@ -304,6 +306,7 @@ void benchEvents(Report& report, EmulatorService& service, Seconds /*window*/) {
     };
     const double oneThread = floor(RawFanOut::Writers::OneThread);
     const double threadPerClient = floor(RawFanOut::Writers::ThreadPerClient);
+    const double askingAgain = floor(RawFanOut::Writers::OneThread, kReadEventRequestSize);
 
     const double fanOut = median(notified);
     Row row{"notifyFilesChanged to FilesChanged, 32 clients", "us", fanOut, oneThread,
@@ -312,6 +315,8 @@ void benchEvents(Report& report, EmulatorService& service, Seconds /*window*/) {
     report.add(row);
     report.add({"  the same against a thread per client", "us", fanOut, threadPerClient,
                 "a thread a socket, woken by its queue", std::nullopt});
+    report.add({"  the same against readers that ask again", "us", fanOut, askingAgain,
+                "the same, each reader then writes 32 B", std::nullopt});
     report.add({"removeFile to FilesChanged, 32 clients", "us", median(removed), oneThread,
                 "one thread writes 40 B to 32 sockets", std::nullopt});
 }

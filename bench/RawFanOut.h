@@ -14,12 +14,13 @@ namespace tavu::bench {
 // The floor of an event's fan-out: Unix stream socket pairs whose client ends each have a
 // thread blocked in read, and a message of a fixed size written to every one of them. The
 // writes come from the calling thread, or, like the service's thread per connection, from a
-// thread per client woken through a queue of its own.
+// thread per client woken through a queue of its own. With an answer size, each client writes
+// that many bytes back once it has the message, as a reader of events asks for the next one.
 class RawFanOut {
 public:
     enum class Writers { OneThread, ThreadPerClient };
 
-    RawFanOut(unsigned clients, size_t messageSize, Writers writers);
+    RawFanOut(unsigned clients, size_t messageSize, Writers writers, size_t answerSize = 0);
     ~RawFanOut();
     RawFanOut(const RawFanOut&) = delete;
     RawFanOut& operator=(const RawFanOut&) = delete;
@@ -45,6 +46,7 @@ private:
     void serve(Client& client, Writer& writer);
 
     std::vector<char> message_;
+    std::vector<char> answer_;
     Writers writers_;
     std::vector<Client> clients_;
     std::vector<Writer> queues_;
