@@ -13,7 +13,7 @@ namespace tavu::bench {
 
 using namespace std::chrono_literals;
 
-RawFanOut::RawFanOut(unsigned clients, size_t messageSize, Writers writers, size_t answerSize)
+RawFanOut::RawFanOut(unsigned clients, size_t messageSize, Writers writers, size_t answerSize, bool readAnswers)
     : message_(messageSize, 'e'), answer_(answerSize, 'a'), writers_(writers), clients_(clients), queues_(clients) {
     for (Client& client : clients_) {
         int fds[2];
@@ -27,6 +27,9 @@ RawFanOut::RawFanOut(unsigned clients, size_t messageSize, Writers writers, size
         threads_.emplace_back([this, i] { read(clients_[i]); });
         if (writers_ == Writers::ThreadPerClient) {
             threads_.emplace_back([this, i] { serve(clients_[i], queues_[i]); });
+        }
+        if (readAnswers && answerSize > 0) {
+            threads_.emplace_back([this, i] { this->readAnswers(clients_[i]); });
         }
     }
     const auto expected = static_cast<unsigned>(threads_.size());
@@ -106,6 +109,17 @@ void RawFanOut::read(Client& client) {
             ::write(client.clientFd, answer_.data(), answer_.size()) != static_cast<ssize_t>(answer_.size())) {
             return;
         }
+    }
+}
+
+void RawFanOut::readAnswers(const Client& client) {
+    {
+        std::lock_guard guard(tidsMutex_);
+        tids_.push_back(::gettid());
+    }
+    started_.fetch_add(1);
+    std::vector<char> buffer(answer_.size());
+    while (::read(client.serverFd, buffer.data(), buffer.size()) > 0) {
     }
 }
 

@@ -15,12 +15,13 @@ namespace tavu::bench {
 // thread blocked in read, and a message of a fixed size written to every one of them. The
 // writes come from the calling thread, or, like the service's thread per connection, from a
 // thread per client woken through a queue of its own. With an answer size, each client writes
-// that many bytes back once it has the message, as a reader of events asks for the next one.
+// that many bytes back once it has the message, as a reader of events asks for the next one; with
+// readAnswers, a thread per socket reads them, as a connection's thread takes its next request.
 class RawFanOut {
 public:
     enum class Writers { OneThread, ThreadPerClient };
 
-    RawFanOut(unsigned clients, size_t messageSize, Writers writers, size_t answerSize = 0);
+    RawFanOut(unsigned clients, size_t messageSize, Writers writers, size_t answerSize = 0, bool readAnswers = false);
     ~RawFanOut();
     RawFanOut(const RawFanOut&) = delete;
     RawFanOut& operator=(const RawFanOut&) = delete;
@@ -42,6 +43,7 @@ private:
     };
 
     void read(Client& client);
+    void readAnswers(const Client& client);
     void write(const Client& client) const;
     void serve(Client& client, Writer& writer);
 
