@@ -37,13 +37,6 @@ constexpr uint16_t kSide = 2048;
 constexpr uint64_t kFrameBytes = uint64_t{kSide} * kSide * 2;
 constexpr double kMiB = 1024.0 * 1024.0;
 
-// A warm-up run of a tenth of the window, then the measured one.
-template <typename Op>
-double warmRate(Seconds window, Op op) {
-    ratePerSecond(window / 10, op);
-    return ratePerSecond(window, op);
-}
-
 // Figure and baseline measured in turns, a few rounds, keeping the best of each: other work on
 // a shared machine only ever slows a run down, and taking turns spreads it over both. Five
 // rounds, as round trips with many connections switch for seconds at a time between two speeds

@@ -61,8 +61,7 @@ void benchPythonPlayback(Report& report, EmulatorService& service, Seconds windo
         uint64_t next = 0;
         for (int round = 0; round < kRounds; ++round) {
             figure = std::max(figure, std::stod(output(python)));
-            ratePerSecond(window / 10, [&] { playback.read(next++ % frames); });
-            baseline = std::max(baseline, ratePerSecond(window, [&] { playback.read(next++ % frames); }));
+            baseline = std::max(baseline, warmRate(window, [&] { playback.read(next++ % frames); }));
         }
     }
     client->removeFile(0, fileId, 0);

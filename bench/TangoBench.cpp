@@ -127,12 +127,6 @@ private:
     Clock::time_point when_;
 };
 
-template <typename Op>
-double warmRate(Seconds window, Op op) {
-    ratePerSecond(window / 10, op);
-    return ratePerSecond(window, op);
-}
-
 double microseconds(Clock::duration duration) { return std::chrono::duration<double, std::micro>(duration).count(); }
 
 void benchLiveImage(Report& report, EmulatorService& service, TangoServer& server, Seconds window) {

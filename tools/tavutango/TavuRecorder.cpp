@@ -156,33 +156,31 @@ void TavuRecorder::readRecording(Tango::Attribute& attribute) {
     attribute.set_value(&recording_);
 }
 
-void TavuRecorder::readDeviceType(Tango::Attribute& attribute) {
-    number_ = forClient("TavuRecorder::read DeviceType", [&] {
-        return link_->withDevice([](client::Client& client, uint32_t device) { return client.hardwareType(device); });
-    });
+// A number of the device, asked of the service at each read.
+template <typename Ask>
+void TavuRecorder::readDeviceNumber(Tango::Attribute& attribute, const char* origin, Ask ask) {
+    number_ = forClient(origin, [&] { return static_cast<Tango::DevLong>(link_->withDevice(ask)); });
     attribute.set_value(&number_);
+}
+
+void TavuRecorder::readDeviceType(Tango::Attribute& attribute) {
+    readDeviceNumber(attribute, "TavuRecorder::read DeviceType",
+                     [](client::Client& client, uint32_t device) { return client.hardwareType(device); });
 }
 
 void TavuRecorder::readPortCount(Tango::Attribute& attribute) {
-    number_ = forClient("TavuRecorder::read PortCount", [&] {
-        return link_->withDevice([](client::Client& client, uint32_t device) { return client.portCount(device); });
-    });
-    attribute.set_value(&number_);
+    readDeviceNumber(attribute, "TavuRecorder::read PortCount",
+                     [](client::Client& client, uint32_t device) { return client.portCount(device); });
 }
 
 void TavuRecorder::readPercentUsed(Tango::Attribute& attribute) {
-    number_ = forClient("TavuRecorder::read PercentUsed", [&] {
-        return link_->withDevice([](client::Client& client, uint32_t device) { return client.percentUsed(device); });
-    });
-    attribute.set_value(&number_);
+    readDeviceNumber(attribute, "TavuRecorder::read PercentUsed",
+                     [](client::Client& client, uint32_t device) { return client.percentUsed(device); });
 }
 
 void TavuRecorder::readRecoveryStatus(Tango::Attribute& attribute) {
-    number_ = forClient("TavuRecorder::read RecoveryStatus", [&] {
-        return static_cast<Tango::DevLong>(link_->withDevice(
-            [](client::Client& client, uint32_t device) { return client.recoveryStatus(device); }));
-    });
-    attribute.set_value(&number_);
+    readDeviceNumber(attribute, "TavuRecorder::read RecoveryStatus",
+                     [](client::Client& client, uint32_t device) { return client.recoveryStatus(device); });
 }
 
 void TavuRecorder::readPortNames(Tango::Attribute& attribute) {

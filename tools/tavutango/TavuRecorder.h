@@ -52,6 +52,8 @@ public:
 private:
     void linkChanged(const LinkSnapshot& snapshot);
     void readGeometry(Tango::Attribute& attribute, bool width);
+    template <typename Ask>
+    void readDeviceNumber(Tango::Attribute& attribute, const char* origin, Ask ask);
 
     std::unique_ptr<RecorderLink> link_;
 
